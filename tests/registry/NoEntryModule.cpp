@@ -1,0 +1,4 @@
+// A loadable module without the class-object entry point.
+extern "C" int HdbRegistryNoEntry() {
+    return 0;
+}
