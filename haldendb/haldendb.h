@@ -1,0 +1,10 @@
+// The library's public interface: include this one header.
+#pragma once
+
+#include "haldendb/Platform.h"
+#include "haldendb/LoggingSourcePos.h"
+#include "haldendb/severe_sql_error.h"
+#include "haldendb/MessageTable.h"
+#include "haldendb/ProviderClassIds.h"
+#include "haldendb/HaldenDBDllInitialize.h"
+#include "haldendb/BaseOLEDBClass.h"

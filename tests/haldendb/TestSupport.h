@@ -1,0 +1,143 @@
+// Helpers shared by the library's tests: a report collector for the
+// callbacks, a base object with its protected members opened up, small COM
+// test objects and a guard for the thread's UI language.
+#pragma once
+
+#include "haldendb/haldendb.h"
+#include "hdbplatform/ErrorObject.h"
+
+#include <atomic>
+#include <tuple>
+#include <string>
+#include <vector>
+
+namespace hdbtest {
+
+struct Report {
+    std::wstring message;
+    std::wstring caption;
+    HRESULT hr = 0;
+    std::wstring function;
+    std::uint32_t line = 0;
+    bool uiEnabled = false;
+};
+
+// Collects what a callback receives; install it with its own address as the
+// user object.
+struct ReportCollector {
+    std::vector<Report> reports;
+
+    static void Collect(const CBasicString<wchar_t>& message, const CBasicString<wchar_t>& caption,
+                        HRESULT hr, const LoggingSourcePos& position, bool uiEnabled,
+                        void* userObject) {
+        static_cast<ReportCollector*>(userObject)
+            ->reports.push_back({std::wstring(message), std::wstring(caption), hr,
+                                 std::wstring(position.function.data(), position.function.size()),
+                                 position.line, uiEnabled});
+    }
+};
+
+// The base with its protected members public, reporting into two collectors.
+class ReportingObject : public CBaseOLEDBClass {
+public:
+    explicit ReportingObject(bool uiEnabled = false) : CBaseOLEDBClass(uiEnabled) {
+        SetCallBackForErrorMessages(&ReportCollector::Collect, &errors);
+        SetCallBackForSuccessMessages(&ReportCollector::Collect, &successes);
+    }
+    ReportingObject(const CBaseOLEDBClass& other, bool uiEnabled)
+        : CBaseOLEDBClass(other, uiEnabled) {}
+
+    using CBaseOLEDBClass::CheckError;
+    using CBaseOLEDBClass::CheckNeedRetry;
+    using CBaseOLEDBClass::DumpErrorHResult;
+    using CBaseOLEDBClass::ErrorDescriptionText;
+    using CBaseOLEDBClass::FreeProperties;
+    using CBaseOLEDBClass::GetProperty;
+    using CBaseOLEDBClass::OutputError;
+    using CBaseOLEDBClass::OutputSuccess;
+    using CBaseOLEDBClass::wcsDuplicate;
+
+    void AdoptAllocator(IMalloc* allocator) { m_pIMalloc = allocator; }
+    void SetTypes(enumSQLDatabaseType databaseType, enumOLEDBProvider provider) {
+        m_eSQLDatabaseType = databaseType;
+        m_eOLEDBProvider = provider;
+    }
+
+    ReportCollector errors;
+    ReportCollector successes;
+};
+
+inline LoggingSourcePos TestPosition() {
+    return HDB_SOURCE_POS(L"void __cdecl TestCase(void)");
+}
+
+// A minimal COM object: reference counting and QueryInterface over the
+// interfaces the derived class names in Answers.
+template <class Derived, class... Interfaces> class TestObject : public Interfaces... {
+public:
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override {
+        if (out == nullptr)
+            return E_POINTER;
+        *out = nullptr;
+        if (iid == IID_IUnknown)
+            *out = static_cast<IUnknown*>(static_cast<FirstInterface*>(this));
+        (Offer<Interfaces>(iid, out), ...);
+        if (*out == nullptr)
+            return E_NOINTERFACE;
+        AddRef();
+        return S_OK;
+    }
+    ULONG STDMETHODCALLTYPE AddRef() override { return ++references; }
+    IUnknown* unknown() { return static_cast<IUnknown*>(static_cast<FirstInterface*>(this)); }
+    ULONG STDMETHODCALLTYPE Release() override { return --references; }
+
+    std::atomic<ULONG> references{0};
+
+private:
+    using FirstInterface = std::tuple_element_t<0, std::tuple<Interfaces...>>;
+    template <class I> void Offer(REFIID iid, void** out) {
+        if (*out == nullptr && static_cast<Derived*>(this)->Answers(iid, static_cast<I*>(nullptr)))
+            *out = static_cast<I*>(this);
+    }
+};
+
+// Answers ISupportErrorInfo like a provider object that failed a call.
+class ErrorSource : public TestObject<ErrorSource, ISupportErrorInfo> {
+public:
+    HRESULT STDMETHODCALLTYPE InterfaceSupportsErrorInfo(REFIID) override { return supports; }
+    bool Answers(REFIID iid, ISupportErrorInfo*) const {
+        return offersSupport && iid == IID_ISupportErrorInfo;
+    }
+    HRESULT supports = S_OK;
+    bool offersSupport = true;
+};
+
+// Leaves `records` (records[0] is record 0) as the thread's error object.
+inline void LeaveErrorRecords(std::vector<HdbErrorRecord> records) {
+    HdbSetErrorRecords(records.data(), records.size());
+}
+
+inline HdbErrorRecord Record(std::wstring description, std::wstring source, std::wstring state,
+                             LONG nativeError = 0) {
+    HdbErrorRecord record;
+    record.hr = DB_E_ERRORSINCOMMAND;
+    record.description = std::move(description);
+    record.source = std::move(source);
+    record.sqlState = std::move(state);
+    record.nativeError = nativeError;
+    return record;
+}
+
+// Sets the thread's UI language for the life of the guard.
+class ThreadLanguage {
+public:
+    explicit ThreadLanguage(LANGID language) : m_previous(GetThreadUILanguage()) {
+        SetThreadUILanguage(language);
+    }
+    ~ThreadLanguage() { SetThreadUILanguage(m_previous); }
+
+private:
+    LANGID m_previous;
+};
+
+} // namespace hdbtest
