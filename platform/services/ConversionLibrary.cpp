@@ -1,0 +1,108 @@
+// The conversion library object (CLSID_OLEDB_CONVERSIONLIBRARY): IDataConvert
+// over the engine of DataConversion.cpp, and IDCInfo to say which OLE DB
+// version the caller expects. The engine keeps no state, so one object may be
+// shared by any number of threads.
+#include "hdbplatform/ClassRegistry.h"
+#include "hdbplatform/DataConversion.h"
+#include "hdbplatform/OleAuto.h"
+#include "hdbplatform/OleDbErr.h"
+
+#include <atomic>
+
+namespace {
+
+// The OLE DB version assumed until a caller says otherwise.
+constexpr ULONG DefaultVersion = 0x0200;
+
+class ConversionLibrary final : public IDataConvert, public IDCInfo {
+public:
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** ppv) override {
+        if (!ppv)
+            return E_POINTER;
+        if (riid == IID_IUnknown || riid == IID_IDataConvert)
+            *ppv = static_cast<IDataConvert*>(this);
+        else if (riid == IID_IDCInfo)
+            *ppv = static_cast<IDCInfo*>(this);
+        else {
+            *ppv = nullptr;
+            return E_NOINTERFACE;
+        }
+        AddRef();
+        return S_OK;
+    }
+    ULONG STDMETHODCALLTYPE AddRef() override {
+        return refs_.fetch_add(1, std::memory_order_relaxed) + 1;
+    }
+    ULONG STDMETHODCALLTYPE Release() override {
+        ULONG left = refs_.fetch_sub(1, std::memory_order_acq_rel) - 1;
+        if (left == 0)
+            delete this;
+        return left;
+    }
+
+    HRESULT STDMETHODCALLTYPE DataConvert(DBTYPE wSrcType, DBTYPE wDstType, DBLENGTH cbSrcLength,
+                                          DBLENGTH* pcbDstLength, void* pSrc, void* pDst,
+                                          DBLENGTH cbDstMaxLength, DBSTATUS dbsSrcStatus,
+                                          DBSTATUS* pdbsStatus, BYTE bPrecision, BYTE bScale,
+                                          DBDATACONVERT dwFlags) override {
+        return HdbDataConvert(wSrcType, wDstType, cbSrcLength, pcbDstLength, pSrc, pDst,
+                              cbDstMaxLength, dbsSrcStatus, pdbsStatus, bPrecision, bScale,
+                              dwFlags);
+    }
+    HRESULT STDMETHODCALLTYPE CanConvert(DBTYPE wSrcType, DBTYPE wDstType) override {
+        return HdbCanConvert(wSrcType, wDstType);
+    }
+    HRESULT STDMETHODCALLTYPE GetConversionSize(DBTYPE wSrcType, DBTYPE wDstType,
+                                                DBLENGTH* pcbSrcLength, DBLENGTH* pcbDstLength,
+                                                void* pSrc) override {
+        return HdbGetConversionSize(wSrcType, wDstType, pcbSrcLength, pcbDstLength, pSrc);
+    }
+
+    HRESULT STDMETHODCALLTYPE GetInfo(ULONG cInfo, DCINFOTYPE rgeInfoType[],
+                                      DCINFO** prgInfo) override {
+        if (!prgInfo)
+            return E_INVALIDARG;
+        *prgInfo = nullptr;
+        if (cInfo == 0 || !rgeInfoType)
+            return E_INVALIDARG;
+        for (ULONG k = 0; k < cInfo; ++k)
+            if (rgeInfoType[k] != DCINFOTYPE_VERSION)
+                return DB_E_NOTSUPPORTED;
+        auto* info = static_cast<DCINFO*>(CoTaskMemAlloc(cInfo * sizeof(DCINFO)));
+        if (!info)
+            return E_OUTOFMEMORY;
+        for (ULONG k = 0; k < cInfo; ++k) {
+            info[k].eInfoType = DCINFOTYPE_VERSION;
+            VariantInit(&info[k].vData);
+            info[k].vData.vt = VT_UI4;
+            info[k].vData.ulVal = version_.load(std::memory_order_relaxed);
+        }
+        *prgInfo = info;
+        return S_OK;
+    }
+    HRESULT STDMETHODCALLTYPE SetInfo(ULONG cInfo, DCINFO rgInfo[]) override {
+        if (cInfo == 0 || !rgInfo)
+            return E_INVALIDARG;
+        for (ULONG k = 0; k < cInfo; ++k)
+            if (rgInfo[k].eInfoType != DCINFOTYPE_VERSION || rgInfo[k].vData.vt != VT_UI4)
+                return DB_E_NOTSUPPORTED;
+        // The conversions are the same for every version; the value is only
+        // kept to be answered.
+        for (ULONG k = 0; k < cInfo; ++k)
+            version_.store(rgInfo[k].vData.ulVal, std::memory_order_relaxed);
+        return S_OK;
+    }
+
+private:
+    std::atomic<ULONG> refs_{1};
+    std::atomic<ULONG> version_{DefaultVersion};
+};
+
+HRESULT GetConversionLibraryClass(REFIID riid, void** ppv) {
+    return HdbClassFactory<ConversionLibrary>::GetClassObject(riid, ppv);
+}
+
+const bool kRegistered =
+    (HdbRegisterBuiltinClass(CLSID_OLEDB_CONVERSIONLIBRARY, GetConversionLibraryClass), true);
+
+} // namespace
