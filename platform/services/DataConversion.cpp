@@ -482,7 +482,7 @@ bool ReadValue(DBTYPE type, const void* src, DBLENGTH cbSrc, DBDATACONVERT flags
         v.neg = (dec.sign & DECIMAL_NEG) != 0;
         v.mag = (static_cast<u128>(dec.Hi32) << 64) | dec.Lo64;
         v.scale = dec.scale;
-        return true;
+        return v.scale <= 28;
     }
     case DBTYPE_NUMERIC: {
         DB_NUMERIC num = Load<DB_NUMERIC>(src);
@@ -492,17 +492,8 @@ bool ReadValue(DBTYPE type, const void* src, DBLENGTH cbSrc, DBDATACONVERT flags
         for (int k = 15; k >= 0; --k)
             mag = (mag << 8) | num.val[k];
         v.mag = mag;
-        v.scale = static_cast<signed char>(num.scale);
-        if (v.scale < 0) {
-            // A negative scale multiplies; it fits whenever the value does.
-            int up = -v.scale;
-            v.scale = 0;
-            if (up > MaxNumericDigits || v.mag > std::numeric_limits<u128>::max() / Powers.v[up])
-                v.mag = std::numeric_limits<u128>::max();
-            else
-                v.mag *= Powers.v[up];
-        }
-        return true;
+        v.scale = num.scale;
+        return v.scale <= MaxNumericDigits; // anything else is no numeric value
     }
     case DBTYPE_DATE:
         v.kind = Value::Kind::OleDate;
@@ -1015,8 +1006,6 @@ DBSTATUS FormatValue(const Value& v, char* out, size_t& n, Cut& cut) {
         return DBSTATUS_S_OK;
     }
     case Value::Kind::Scaled:
-        if (v.scale > MaxNumericDigits)
-            return DBSTATUS_E_CANTCONVERTVALUE;
         n = FormatScaled(v.mag, v.scale, v.neg, v.trimZeros, out);
         cut = Cut::Number;
         return DBSTATUS_S_OK;
