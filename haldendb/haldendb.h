@@ -8,4 +8,7 @@
 #include "haldendb/ProviderClassIds.h"
 #include "haldendb/HaldenDBDllInitialize.h"
 #include "haldendb/BaseOLEDBClass.h"
+#include "haldendb/CommandLiveChecker.h"
+#include "haldendb/DataSource.h"
+#include "haldendb/TransactionClass.h"
 #include "haldendb/RowSet.h"
