@@ -11,8 +11,9 @@
 
 namespace {
 
-// The OLE DB version assumed until a caller says otherwise.
-constexpr ULONG DefaultVersion = 0x0200;
+// The OLE DB version assumed until a caller says otherwise: 1.1, the
+// oldest interface contract of the conversion library.
+constexpr ULONG DefaultVersion = 0x0110;
 
 class ConversionLibrary final : public IDataConvert, public IDCInfo {
 public:
@@ -58,6 +59,8 @@ public:
         return HdbGetConversionSize(wSrcType, wDstType, pcbSrcLength, pcbDstLength, pSrc);
     }
 
+    // One answer per type asked for: the version for DCINFOTYPE_VERSION, an
+    // empty VARIANT for types this library does not know.
     HRESULT STDMETHODCALLTYPE GetInfo(ULONG cInfo, DCINFOTYPE rgeInfoType[],
                                       DCINFO** prgInfo) override {
         if (!prgInfo)
@@ -65,32 +68,38 @@ public:
         *prgInfo = nullptr;
         if (cInfo == 0 || !rgeInfoType)
             return E_INVALIDARG;
-        for (ULONG k = 0; k < cInfo; ++k)
-            if (rgeInfoType[k] != DCINFOTYPE_VERSION)
-                return DB_E_NOTSUPPORTED;
         auto* info = static_cast<DCINFO*>(CoTaskMemAlloc(cInfo * sizeof(DCINFO)));
         if (!info)
             return E_OUTOFMEMORY;
         for (ULONG k = 0; k < cInfo; ++k) {
-            info[k].eInfoType = DCINFOTYPE_VERSION;
+            info[k].eInfoType = rgeInfoType[k];
             VariantInit(&info[k].vData);
-            info[k].vData.vt = VT_UI4;
-            info[k].vData.ulVal = version_.load(std::memory_order_relaxed);
+            if (rgeInfoType[k] == DCINFOTYPE_VERSION) {
+                info[k].vData.vt = VT_UI4;
+                info[k].vData.ulVal = version_.load(std::memory_order_relaxed);
+            }
         }
         *prgInfo = info;
         return S_OK;
     }
+    // Takes a version given as VT_UI4; other types of information are
+    // ignored, a version of another VARIANT type is refused with
+    // DB_S_ERRORSOCCURRED.
     HRESULT STDMETHODCALLTYPE SetInfo(ULONG cInfo, DCINFO rgInfo[]) override {
         if (cInfo == 0 || !rgInfo)
             return E_INVALIDARG;
-        for (ULONG k = 0; k < cInfo; ++k)
-            if (rgInfo[k].eInfoType != DCINFOTYPE_VERSION || rgInfo[k].vData.vt != VT_UI4)
-                return DB_E_NOTSUPPORTED;
-        // The conversions are the same for every version; the value is only
-        // kept to be answered.
-        for (ULONG k = 0; k < cInfo; ++k)
-            version_.store(rgInfo[k].vData.ulVal, std::memory_order_relaxed);
-        return S_OK;
+        HRESULT hr = S_OK;
+        for (ULONG k = 0; k < cInfo; ++k) {
+            if (rgInfo[k].eInfoType != DCINFOTYPE_VERSION)
+                continue;
+            // The conversions are the same for every version; the value is
+            // only kept to be answered.
+            if (rgInfo[k].vData.vt == VT_UI4)
+                version_.store(rgInfo[k].vData.ulVal, std::memory_order_relaxed);
+            else
+                hr = DB_S_ERRORSOCCURRED;
+        }
+        return hr;
     }
 
 private:

@@ -17,7 +17,8 @@
 //   DBTYPE_DBTIMESTAMP; this platform has no regional settings to follow.
 // - A DBTYPE_DBTIMESTAMP becomes a DBTYPE_DBDATE or DBTYPE_DBTIME by dropping
 //   the other part; a DBTYPE_DBTIME becomes a timestamp on today's date.
-// - A VARIANT holding VT_EMPTY or VT_NULL converts as a NULL (S_ISNULL).
+// - A VARIANT holding VT_NULL converts as a NULL (S_ISNULL); one holding
+//   VT_EMPTY converts as DBTYPE_EMPTY does: zero, empty text, the null GUID.
 #include "hdbplatform/DataConversion.h"
 
 #include "hdbplatform/OleAuto.h"
@@ -241,6 +242,8 @@ struct Value {
     const wchar_t* wide = nullptr;
     const BYTE* bytes = nullptr;
     size_t length = 0;
+    // DBTYPE_EMPTY: zero as a number, empty as text, the null GUID.
+    bool empty = false;
 };
 
 // What a conversion produced.
@@ -422,6 +425,10 @@ double RealFromScaled(u128 mag, int scale, bool neg) {
 // only for types no conversion reads.
 bool ReadValue(DBTYPE type, const void* src, DBLENGTH cbSrc, DBDATACONVERT flags, Value& v) {
     switch (type) {
+    case DBTYPE_EMPTY:
+        v.kind = Value::Kind::Signed;
+        v.empty = true;
+        return true;
     case DBTYPE_I1:
         v.kind = Value::Kind::Signed;
         v.i = Load<signed char>(src);
@@ -552,11 +559,6 @@ bool ReadValue(DBTYPE type, const void* src, DBLENGTH cbSrc, DBDATACONVERT flags
     default:
         return false;
     }
-}
-
-bool IsNumberKind(Value::Kind k) {
-    return k == Value::Kind::Signed || k == Value::Kind::Unsigned || k == Value::Kind::Real ||
-           k == Value::Kind::Scaled;
 }
 
 // ---------------------------------------------------------------- numbers
@@ -914,6 +916,20 @@ DBSTATUS ToStamp(const Value& v, DBTIMESTAMP& out, bool& hasDate, bool& hasTime)
             return DBSTATUS_E_DATAOVERFLOW;
         hasDate = hasTime = true;
         break;
+    case Value::Kind::Signed:
+    case Value::Kind::Unsigned:
+    case Value::Kind::Real:
+    case Value::Kind::Scaled: {
+        // A number counts as an automation date.
+        double date;
+        DBSTATUS status = ToReal(v, date);
+        if (status != DBSTATUS_S_OK)
+            return status;
+        if (!StampFromOleDate(date, ts))
+            return DBSTATUS_E_DATAOVERFLOW;
+        hasDate = hasTime = true;
+        break;
+    }
     case Value::Kind::Narrow:
         if (!ParseStamp(v.narrow, v.length, ts, hasDate, hasTime))
             return DBSTATUS_E_CANTCONVERTVALUE;
@@ -1296,58 +1312,122 @@ template <class Char> bool ParseGuid(const Char* p, size_t n, GUID& guid) {
 
 // ------------------------------------------------------------ the matrix
 
-enum class Group {
-    None,
-    Number,
-    Bool,
-    OleDate,
-    DbDate,
-    DbTime,
-    DbStamp,
-    Guid,
-    Text,
-    Bytes,
-    Variant
-};
-
-Group GroupOf(DBTYPE type) {
+// Bit of a type in the destination sets below; 0 for types outside them.
+constexpr std::uint32_t Bit(DBTYPE type) {
     switch (type) {
     case DBTYPE_I1:
+        return 1u << 0;
     case DBTYPE_I2:
+        return 1u << 1;
     case DBTYPE_I4:
+        return 1u << 2;
     case DBTYPE_I8:
+        return 1u << 3;
+    case DBTYPE_UI1:
+        return 1u << 4;
+    case DBTYPE_UI2:
+        return 1u << 5;
+    case DBTYPE_UI4:
+        return 1u << 6;
+    case DBTYPE_UI8:
+        return 1u << 7;
+    case DBTYPE_R4:
+        return 1u << 8;
+    case DBTYPE_R8:
+        return 1u << 9;
+    case DBTYPE_CY:
+        return 1u << 10;
+    case DBTYPE_DECIMAL:
+        return 1u << 11;
+    case DBTYPE_NUMERIC:
+        return 1u << 12;
+    case DBTYPE_BOOL:
+        return 1u << 13;
+    case DBTYPE_DATE:
+        return 1u << 14;
+    case DBTYPE_DBDATE:
+        return 1u << 15;
+    case DBTYPE_DBTIME:
+        return 1u << 16;
+    case DBTYPE_DBTIMESTAMP:
+        return 1u << 17;
+    case DBTYPE_GUID:
+        return 1u << 18;
+    case DBTYPE_BYTES:
+        return 1u << 19;
+    case DBTYPE_STR:
+        return 1u << 20;
+    case DBTYPE_WSTR:
+        return 1u << 21;
+    case DBTYPE_BSTR:
+        return 1u << 22;
+    case DBTYPE_VARIANT:
+        return 1u << 23;
+    default:
+        return 0;
+    }
+}
+
+constexpr std::uint32_t Integers = Bit(DBTYPE_I1) | Bit(DBTYPE_I2) | Bit(DBTYPE_I4) |
+                                   Bit(DBTYPE_I8) | Bit(DBTYPE_UI1) | Bit(DBTYPE_UI2) |
+                                   Bit(DBTYPE_UI4) | Bit(DBTYPE_UI8);
+constexpr std::uint32_t Numbers = Integers | Bit(DBTYPE_R4) | Bit(DBTYPE_R8) | Bit(DBTYPE_CY) |
+                                  Bit(DBTYPE_DECIMAL) | Bit(DBTYPE_NUMERIC) | Bit(DBTYPE_BOOL);
+constexpr std::uint32_t Dates = Bit(DBTYPE_DBDATE) | Bit(DBTYPE_DBTIME) | Bit(DBTYPE_DBTIMESTAMP);
+constexpr std::uint32_t Texts =
+    Bit(DBTYPE_STR) | Bit(DBTYPE_WSTR) | Bit(DBTYPE_BSTR) | Bit(DBTYPE_VARIANT);
+constexpr std::uint32_t Anything =
+    Numbers | Bit(DBTYPE_DATE) | Dates | Bit(DBTYPE_GUID) | Bit(DBTYPE_BYTES) | Texts;
+
+// The destinations each source type converts to: the published conversion
+// table as far as this platform has the types. Its irregular corners are
+// kept on purpose (a DECIMAL reaches the DB dates but not DATE; only the
+// 4- and 8-byte integers travel as raw BYTES), so that a consumer asking
+// CanConvert here gets the answer it gets elsewhere. BYTES and VARIANT do not
+// meet: there are no SAFEARRAYs on this platform.
+std::uint32_t Destinations(DBTYPE src) {
+    switch (src) {
+    case DBTYPE_EMPTY:
+        return Numbers | Bit(DBTYPE_DATE) | Bit(DBTYPE_DBTIMESTAMP) | Bit(DBTYPE_GUID) | Texts;
+    case DBTYPE_I1:
+    case DBTYPE_I2:
     case DBTYPE_UI1:
     case DBTYPE_UI2:
-    case DBTYPE_UI4:
-    case DBTYPE_UI8:
     case DBTYPE_R4:
     case DBTYPE_R8:
+        return Numbers | Bit(DBTYPE_DATE) | Dates | Texts;
+    case DBTYPE_I4:
+    case DBTYPE_UI4:
+        return Numbers | Bit(DBTYPE_DATE) | Dates | Bit(DBTYPE_BYTES) | Texts;
+    case DBTYPE_I8:
+    case DBTYPE_UI8:
+        return Numbers | Bit(DBTYPE_BYTES) | Texts;
     case DBTYPE_CY:
-    case DBTYPE_DECIMAL:
     case DBTYPE_NUMERIC:
-        return Group::Number;
+        return Numbers | Texts;
+    case DBTYPE_DECIMAL:
+        return Numbers | Dates | Texts;
     case DBTYPE_BOOL:
-        return Group::Bool;
+        return Numbers | Bit(DBTYPE_DATE) | Texts;
     case DBTYPE_DATE:
-        return Group::OleDate;
+        return Integers | Bit(DBTYPE_R4) | Bit(DBTYPE_R8) | Bit(DBTYPE_BOOL) | Bit(DBTYPE_DATE) |
+               Dates | Texts;
     case DBTYPE_DBDATE:
-        return Group::DbDate;
     case DBTYPE_DBTIME:
-        return Group::DbTime;
     case DBTYPE_DBTIMESTAMP:
-        return Group::DbStamp;
+        return Bit(DBTYPE_DATE) | Dates | Texts;
     case DBTYPE_GUID:
-        return Group::Guid;
+        return Bit(DBTYPE_GUID) | Bit(DBTYPE_BYTES) | Texts;
+    case DBTYPE_BYTES:
+        return Bit(DBTYPE_I4) | Bit(DBTYPE_I8) | Bit(DBTYPE_UI4) | Bit(DBTYPE_UI8) |
+               Bit(DBTYPE_GUID) | Bit(DBTYPE_BYTES) | (Texts & ~Bit(DBTYPE_VARIANT));
     case DBTYPE_STR:
     case DBTYPE_WSTR:
     case DBTYPE_BSTR:
-        return Group::Text;
-    case DBTYPE_BYTES:
-        return Group::Bytes;
     case DBTYPE_VARIANT:
-        return Group::Variant;
+        return Anything;
     default:
-        return Group::None;
+        return 0;
     }
 }
 
@@ -1360,28 +1440,12 @@ bool InMatrix(DBTYPE src, DBTYPE dst) {
         if (dst != DBTYPE_STR && dst != DBTYPE_WSTR && dst != DBTYPE_BYTES)
             return false;
     }
-    Group s = GroupOf(src), d = GroupOf(dst);
-    if (s == Group::None || d == Group::None)
-        return false;
-    if (s == Group::Bytes || d == Group::Bytes) {
-        Group other = s == Group::Bytes ? d : s;
-        return other == Group::Bytes || other == Group::Text || other == Group::Guid;
-    }
-    if (s == Group::Text || d == Group::Text || s == Group::Variant || d == Group::Variant)
-        return true;
-    auto numeric = [](Group g) { return g == Group::Number || g == Group::Bool; };
-    auto dated = [](Group g) {
-        return g == Group::OleDate || g == Group::DbDate || g == Group::DbTime ||
-               g == Group::DbStamp;
-    };
-    if (numeric(s) && numeric(d))
-        return true;
-    if ((numeric(s) && d == Group::OleDate) || (s == Group::OleDate && numeric(d)))
-        return true;
-    if (dated(s) && dated(d))
-        return s == d || s == Group::OleDate || d == Group::OleDate || s == Group::DbStamp ||
-               d == Group::DbStamp;
-    return s == Group::Guid && d == Group::Guid;
+    return (Destinations(src) & Bit(dst)) != 0;
+}
+
+// Raw bytes of the integers that travel as DBTYPE_BYTES.
+bool IsRawInteger(DBTYPE type) {
+    return type == DBTYPE_I4 || type == DBTYPE_UI4 || type == DBTYPE_I8 || type == DBTYPE_UI8;
 }
 
 // ----------------------------------------------------------------- writing
@@ -1425,6 +1489,10 @@ Result WriteVariant(DBTYPE src, DBLENGTH cbSrc, const void* pSrc, const Request&
     DBTYPE vt = VariantTypeFor(src);
     VARIANT v;
     VariantInit(&v);
+    if (src == DBTYPE_EMPTY) {
+        Store(rq.pDst, v);
+        return res;
+    }
     Request inner{vt, nullptr, 0, 0, 0, rq.flags, false};
     if (vt == DBTYPE_DECIMAL)
         inner.pDst = &v.decVal;
@@ -1452,6 +1520,9 @@ bool UnpackVariant(const VARIANT& v, DBTYPE& type, const void*& data, bool& isNu
         return false;
     switch (vt) {
     case VT_EMPTY:
+        type = DBTYPE_EMPTY;
+        data = &v;
+        return true;
     case VT_NULL:
         isNull = true;
         return true;
@@ -1505,6 +1576,33 @@ Result WriteValue(DBTYPE src, const Value& v, const Request& rq) {
     Result res;
     const DBTYPE dst = rq.dst;
     res.length = FixedSize(dst);
+    if (v.empty) {
+        switch (dst) {
+        case DBTYPE_STR:
+        case DBTYPE_WSTR:
+            return WriteAscii("", 0, Cut::Plain, dst, rq.pDst, rq.max, rq.measure);
+        case DBTYPE_BSTR:
+            if (!rq.measure) {
+                BSTR bstr = SysAllocStringLen(L"", 0);
+                if (!bstr)
+                    return Fail(DBSTATUS_E_CANTCONVERTVALUE);
+                Store(rq.pDst, bstr);
+            }
+            return res;
+        case DBTYPE_GUID:
+            if (!rq.measure)
+                Store(rq.pDst, GUID{});
+            return res;
+        case DBTYPE_DATE:
+        case DBTYPE_DBTIMESTAMP: {
+            Value epoch{};
+            epoch.kind = Value::Kind::OleDate; // day 0 of the automation calendar
+            return WriteValue(DBTYPE_DATE, epoch, rq);
+        }
+        default:
+            break; // the number zero
+        }
+    }
     switch (dst) {
     case DBTYPE_I1:
     case DBTYPE_I2:
@@ -1634,16 +1732,16 @@ Result WriteValue(DBTYPE src, const Value& v, const Request& rq) {
     case DBTYPE_DBDATE:
     case DBTYPE_DBTIME:
     case DBTYPE_DBTIMESTAMP: {
-        if (IsNumberKind(v.kind) || v.kind == Value::Kind::Bool)
-            return Fail(DBSTATUS_E_CANTCONVERTVALUE);
         DBTIMESTAMP ts;
         bool hasDate, hasTime;
         res.status = ToStamp(v, ts, hasDate, hasTime);
-        // Text must hold the part the destination keeps.
-        if (res.status == DBSTATUS_S_OK &&
+        // Text must hold the part the destination keeps; a typed date or time
+        // lacking it takes midnight, or today.
+        const bool text = v.kind == Value::Kind::Narrow || v.kind == Value::Kind::Wide;
+        if (res.status == DBSTATUS_S_OK && text &&
             ((dst == DBTYPE_DBDATE && !hasDate) || (dst == DBTYPE_DBTIME && !hasTime)))
             res.status = DBSTATUS_E_CANTCONVERTVALUE;
-        if (res.status == DBSTATUS_S_OK && dst == DBTYPE_DBTIMESTAMP && !hasDate) {
+        if (res.status == DBSTATUS_S_OK && dst != DBTYPE_DBTIME && !hasDate) {
             DBTIMESTAMP today = Today();
             ts.year = today.year;
             ts.month = today.month;
@@ -1803,6 +1901,27 @@ Result Convert(DBTYPE src, DBLENGTH cbSrc, const void* pSrc, const Request& rq, 
             std::memcpy(rq.pDst, pSrc, res.length);
         return res;
     }
+    // The integers that travel as their raw bytes.
+    if (rq.dst == DBTYPE_BYTES && IsRawInteger(src)) {
+        Result res;
+        res.length = FixedSize(src);
+        if (rq.measure)
+            return res;
+        DBLENGTH keep = res.length <= rq.max ? res.length : rq.max;
+        std::memcpy(rq.pDst, pSrc, keep);
+        if (keep < res.length)
+            res.status = DBSTATUS_S_TRUNCATED;
+        return res;
+    }
+    if (src == DBTYPE_BYTES && IsRawInteger(rq.dst)) {
+        Result res;
+        res.length = FixedSize(rq.dst);
+        if (cbSrc != res.length)
+            return Fail(DBSTATUS_E_CANTCONVERTVALUE);
+        if (!rq.measure)
+            std::memcpy(rq.pDst, pSrc, res.length);
+        return res;
+    }
     Value v{};
     if (!ReadValue(src, pSrc, cbSrc, rq.flags, v))
         return Fail(DBSTATUS_E_CANTCONVERTVALUE);
@@ -1824,16 +1943,21 @@ HRESULT HdbDataConvert(DBTYPE wSrcType, DBTYPE wDstType, DBLENGTH cbSrcLength,
                        DBLENGTH* pcbDstLength, const void* pSrc, void* pDst,
                        DBLENGTH cbDstMaxLength, DBSTATUS dbsSrcStatus, DBSTATUS* pdbsStatus,
                        BYTE bPrecision, BYTE bScale, DBDATACONVERT dwFlags) {
+    // Both out-parameters are optional; a caller that only wants the value
+    // may pass neither.
+    DBSTATUS ignored;
     if (!pdbsStatus)
-        return E_INVALIDARG;
-    if (pcbDstLength)
-        *pcbDstLength = 0;
+        pdbsStatus = &ignored;
     if (!InMatrix(wSrcType, wDstType)) {
-        *pdbsStatus = DBSTATUS_E_CANTCONVERTVALUE;
+        // The accessor asked for something no conversion serves; the length
+        // is left alone.
+        *pdbsStatus = DBSTATUS_E_BADACCESSOR;
         return DB_E_UNSUPPORTEDCONVERSION;
     }
     if (dbsSrcStatus == DBSTATUS_S_ISNULL) {
         *pdbsStatus = DBSTATUS_S_ISNULL;
+        if (pcbDstLength)
+            *pcbDstLength = 0;
         return S_OK;
     }
     if (dbsSrcStatus != DBSTATUS_S_OK) {
@@ -1843,11 +1967,13 @@ HRESULT HdbDataConvert(DBTYPE wSrcType, DBTYPE wDstType, DBLENGTH cbSrcLength,
     const bool byrefDst = (wDstType & DBTYPE_BYREF) != 0;
     const DBTYPE dst = wDstType & static_cast<DBTYPE>(~DBTYPE_BYREF);
     const bool variable = dst == DBTYPE_STR || dst == DBTYPE_WSTR || dst == DBTYPE_BYTES;
-    if (!pSrc || (!pDst && (!variable || cbDstMaxLength != 0 || byrefDst))) {
+    if ((!pSrc && (wSrcType & ~DBTYPE_BYREF) != DBTYPE_EMPTY) ||
+        (!pDst && (!variable || byrefDst))) {
         *pdbsStatus = DBSTATUS_E_CANTCONVERTVALUE;
         return E_INVALIDARG;
     }
-    Request rq{dst, pDst, cbDstMaxLength, bPrecision, bScale, dwFlags, false};
+    // Without a buffer a variable-length destination only asks for the length.
+    Request rq{dst, pDst, cbDstMaxLength, bPrecision, bScale, dwFlags, pDst == nullptr};
     Result res;
     if (byrefDst) {
         // The result in memory of its own size, handed over with the pointer.
@@ -1899,10 +2025,17 @@ HRESULT HdbDataConvert(DBTYPE wSrcType, DBTYPE wDstType, DBLENGTH cbSrcLength,
         }
     }
     *pdbsStatus = res.status;
-    if (res.status == DBSTATUS_S_ISNULL)
+    if (res.status == DBSTATUS_S_ISNULL) {
+        if (pcbDstLength)
+            *pcbDstLength = 0;
         return S_OK;
-    if (res.status != DBSTATUS_S_OK && res.status != DBSTATUS_S_TRUNCATED)
+    }
+    if (res.status != DBSTATUS_S_OK && res.status != DBSTATUS_S_TRUNCATED) {
+        // Text that did not fit still tells how long it is.
+        if (pcbDstLength && variable && res.length != 0)
+            *pcbDstLength = res.length;
         return DB_E_ERRORSOCCURRED;
+    }
     if (pcbDstLength)
         *pcbDstLength = res.length;
     return S_OK;
@@ -1932,17 +2065,18 @@ HRESULT HdbGetConversionSize(DBTYPE wSrcType, DBTYPE wDstType, const DBLENGTH* p
         return S_OK;
     }
     const DBLENGTH unit = dst == DBTYPE_WSTR ? sizeof(wchar_t) : dst == DBTYPE_STR ? 1 : 0;
+    // Text without a given length runs to its terminator.
+    const bool text = src == DBTYPE_STR || src == DBTYPE_WSTR;
+    const DBDATACONVERT flags =
+        pcbSrcLength || !text ? DBDATACONVERT_DEFAULT : DBDATACONVERT_LENGTHFROMNTS;
     if (pSrc) {
-        Request rq{dst, nullptr, 0, 0, 0, DBDATACONVERT_DEFAULT, true};
+        Request rq{dst, nullptr, 0, 0, 0, flags, true};
         Result res = Convert(wSrcType, pcbSrcLength ? *pcbSrcLength : 0, pSrc, rq, 0);
-        if (res.status == DBSTATUS_S_ISNULL) {
-            *pcbDstLength = unit;
+        if (res.status == DBSTATUS_S_OK || res.status == DBSTATUS_S_ISNULL) {
+            *pcbDstLength = res.length + unit;
             return S_OK;
         }
-        if (res.status != DBSTATUS_S_OK)
-            return DB_E_UNSUPPORTEDCONVERSION;
-        *pcbDstLength = res.length + unit;
-        return S_OK;
+        // A value that does not convert: the size its type may need.
     }
     // Without a value: the longest result of the source type.
     DBLENGTH chars;
@@ -2004,12 +2138,21 @@ HRESULT HdbGetConversionSize(DBTYPE wSrcType, DBTYPE wDstType, const DBLENGTH* p
     case DBTYPE_GUID:
         chars = dst == DBTYPE_BYTES ? sizeof(GUID) : 38;
         break;
+    case DBTYPE_EMPTY:
+        chars = 0;
+        break;
     case DBTYPE_STR:
     case DBTYPE_WSTR:
     case DBTYPE_BYTES: {
-        if (!pcbSrcLength)
+        const void* data = pSrc && (wSrcType & DBTYPE_BYREF) ? Load<const void*>(pSrc) : pSrc;
+        if (!pcbSrcLength && (!text || !data))
             return E_INVALIDARG;
-        DBLENGTH n = src == DBTYPE_WSTR ? *pcbSrcLength / sizeof(wchar_t) : *pcbSrcLength;
+        DBLENGTH n = pcbSrcLength ? *pcbSrcLength
+                     : src == DBTYPE_STR
+                         ? std::strlen(static_cast<const char*>(data))
+                         : std::wcslen(static_cast<const wchar_t*>(data)) * sizeof(wchar_t);
+        if (src == DBTYPE_WSTR)
+            n /= sizeof(wchar_t);
         if (src == DBTYPE_BYTES)
             chars = dst == DBTYPE_BYTES ? n : 2 * n;
         else if (dst == DBTYPE_BYTES)

@@ -625,12 +625,17 @@ TEST_F(DataConvertTest, CanConvertFollowsTheMatrixBothWays) {
         {DBTYPE_BYTES, DBTYPE_STR, S_OK},
         {DBTYPE_BOOL, DBTYPE_UI8, S_OK},
         {DBTYPE_VARIANT, DBTYPE_DBDATE, S_OK},
-        {DBTYPE_I4, DBTYPE_DBDATE, S_FALSE},
+        {DBTYPE_I4, DBTYPE_DBDATE, S_OK}, // as an automation date
         {DBTYPE_DBDATE, DBTYPE_I4, S_FALSE},
-        {DBTYPE_DBDATE, DBTYPE_DBTIME, S_FALSE},
+        {DBTYPE_DBDATE, DBTYPE_DBTIME, S_OK},
+        {DBTYPE_CY, DBTYPE_DATE, S_FALSE},
+        {DBTYPE_DATE, DBTYPE_NUMERIC, S_FALSE},
         {DBTYPE_GUID, DBTYPE_I8, S_FALSE},
-        {DBTYPE_BYTES, DBTYPE_I4, S_FALSE},
+        {DBTYPE_BYTES, DBTYPE_I4, S_OK}, // raw bytes of the wider integers only
+        {DBTYPE_BYTES, DBTYPE_I2, S_FALSE},
         {DBTYPE_BYTES, DBTYPE_VARIANT, S_FALSE},
+        {DBTYPE_EMPTY, DBTYPE_WSTR, S_OK},
+        {DBTYPE_EMPTY, DBTYPE_DBDATE, S_FALSE},
         {static_cast<DBTYPE>(DBTYPE_WSTR | DBTYPE_BYREF), DBTYPE_I4, S_OK},
         {DBTYPE_I4, static_cast<DBTYPE>(DBTYPE_WSTR | DBTYPE_BYREF), S_OK},
         {DBTYPE_I4, static_cast<DBTYPE>(DBTYPE_I8 | DBTYPE_BYREF), S_FALSE},
@@ -640,10 +645,13 @@ TEST_F(DataConvertTest, CanConvertFollowsTheMatrixBothWays) {
     for (const auto& p : pairs)
         EXPECT_EQ(convert_->CanConvert(p.from, p.to), p.expected) << p.from << " -> " << p.to;
 
-    LONG i4 = 1;
-    DBDATE d{};
-    Run(DBTYPE_I4, i4, DBTYPE_DBDATE, &d, 0);
+    DBDATE d{2024, 1, 1};
+    LONG i4 = 7;
+    Run(DBTYPE_DBDATE, d, DBTYPE_I4, &i4, 0);
     EXPECT_EQ(hr_, DB_E_UNSUPPORTEDCONVERSION);
+    EXPECT_EQ(status_, static_cast<DBSTATUS>(DBSTATUS_E_BADACCESSOR));
+    EXPECT_EQ(length_, 0xdeadu) << "the length is left alone";
+    EXPECT_EQ(i4, 7);
 }
 
 TEST_F(DataConvertTest, ConversionSizes) {
@@ -671,8 +679,110 @@ TEST_F(DataConvertTest, ConversionSizes) {
                                           const_cast<BYTE*>(bytes)),
               S_OK);
     EXPECT_EQ(size, 7 * sizeof(wchar_t));
-    EXPECT_EQ(convert_->GetConversionSize(DBTYPE_I4, DBTYPE_DBDATE, nullptr, &size, nullptr),
+    // Text without a length runs to its terminator.
+    const wchar_t* word = L"test";
+    EXPECT_EQ(convert_->GetConversionSize(DBTYPE_WSTR, DBTYPE_WSTR, nullptr, &size,
+                                          const_cast<wchar_t*>(word)),
+              S_OK);
+    EXPECT_EQ(size, 5 * sizeof(wchar_t));
+    srcLength = 2 * sizeof(wchar_t);
+    EXPECT_EQ(convert_->GetConversionSize(DBTYPE_WSTR, DBTYPE_WSTR, &srcLength, &size,
+                                          const_cast<wchar_t*>(word)),
+              S_OK);
+    EXPECT_EQ(size, 3 * sizeof(wchar_t));
+    EXPECT_EQ(convert_->GetConversionSize(DBTYPE_DBDATE, DBTYPE_I4, nullptr, &size, nullptr),
               DB_E_UNSUPPORTEDCONVERSION);
+    EXPECT_EQ(convert_->GetConversionSize(DBTYPE_I2, DBTYPE_I4, nullptr, nullptr, nullptr),
+              E_INVALIDARG);
+}
+
+TEST_F(DataConvertTest, OptionalOutputsAndLengthQueries) {
+    // Neither status nor length is required.
+    LONG i4 = 4321;
+    SHORT i2 = 0;
+    EXPECT_EQ(convert_->DataConvert(DBTYPE_I4, DBTYPE_I2, 0, nullptr, &i4, &i2, 0, DBSTATUS_S_OK,
+                                    nullptr, 0, 0, 0),
+              S_OK);
+    EXPECT_EQ(i2, 4321);
+    // No buffer for a text destination asks for the length only.
+    Run(DBTYPE_I4, i4, DBTYPE_WSTR, nullptr, 0);
+    ExpectOk();
+    EXPECT_EQ(length_, 4 * sizeof(wchar_t));
+    // A buffer without room for any digit is an overflow that still tells
+    // the length.
+    wchar_t none[1] = {L'x'};
+    Run(DBTYPE_I4, i4, DBTYPE_WSTR, none, 0);
+    ExpectError(DBSTATUS_E_DATAOVERFLOW);
+    EXPECT_EQ(length_, 4 * sizeof(wchar_t));
+    EXPECT_EQ(none[0], L'x');
+}
+
+TEST_F(DataConvertTest, EmptyIsZeroOrNothing) {
+    const int unused = 0;
+    LONG i4 = 7;
+    Run(DBTYPE_EMPTY, unused, DBTYPE_I4, &i4, 0);
+    ExpectOk();
+    EXPECT_EQ(i4, 0);
+    wchar_t text[4] = {L'x', L'x'};
+    Run(DBTYPE_EMPTY, unused, DBTYPE_WSTR, text, sizeof text);
+    ExpectOk();
+    EXPECT_EQ(length_, 0u);
+    EXPECT_EQ(text[0], L'\0');
+    BSTR bstr = nullptr;
+    Run(DBTYPE_EMPTY, unused, DBTYPE_BSTR, &bstr, 0);
+    ExpectOk();
+    ASSERT_NE(bstr, nullptr);
+    EXPECT_EQ(SysStringLen(bstr), 0u);
+    SysFreeString(bstr);
+    DBTIMESTAMP ts{};
+    Run(DBTYPE_EMPTY, unused, DBTYPE_DBTIMESTAMP, &ts, 0);
+    ExpectOk();
+    EXPECT_EQ(ts.year, 1899);
+    EXPECT_EQ(ts.day, 30);
+    VARIANT empty;
+    VariantInit(&empty);
+    double r8 = 1;
+    Run(DBTYPE_VARIANT, empty, DBTYPE_R8, &r8, 0);
+    ExpectOk();
+    EXPECT_EQ(r8, 0.0);
+}
+
+TEST_F(DataConvertTest, NumbersMeetDatesAndBytes) {
+    // Integers and reals count as automation dates for the DB date types.
+    double r8 = 45000.25;
+    DBTIMESTAMP ts{};
+    Run(DBTYPE_R8, r8, DBTYPE_DBTIMESTAMP, &ts, 0);
+    ExpectOk();
+    EXPECT_EQ(ts.year, 2023);
+    EXPECT_EQ(ts.hour, 6);
+    DBTIME time{};
+    Run(DBTYPE_R8, r8, DBTYPE_DBTIME, &time, 0);
+    ExpectOk();
+    EXPECT_EQ(time.hour, 6);
+    LONG big = 10000000;
+    Run(DBTYPE_I4, big, DBTYPE_DBTIMESTAMP, &ts, 0);
+    ExpectError(DBSTATUS_E_DATAOVERFLOW);
+    // A date alone is midnight when a time is asked for.
+    DBDATE d{2024, 5, 6};
+    time = {1, 2, 3};
+    Run(DBTYPE_DBDATE, d, DBTYPE_DBTIME, &time, 0);
+    ExpectOk();
+    EXPECT_EQ(time.hour, 0);
+    EXPECT_EQ(time.second, 0);
+
+    // The wider integers travel as their raw bytes.
+    long long i8 = 0x0102030405060708LL;
+    BYTE raw[8];
+    Run(DBTYPE_I8, i8, DBTYPE_BYTES, raw, sizeof raw);
+    ExpectOk();
+    EXPECT_EQ(length_, 8u);
+    EXPECT_EQ(raw[0], 0x08);
+    long long back = 0;
+    Run(DBTYPE_BYTES, raw, DBTYPE_I8, &back, 0, sizeof raw);
+    ExpectOk();
+    EXPECT_EQ(back, i8);
+    Run(DBTYPE_BYTES, raw, DBTYPE_I8, &back, 0, 4);
+    ExpectError(DBSTATUS_E_CANTCONVERTVALUE);
 }
 
 // A provider's path: the plain function gives the same answers as the object.
@@ -697,8 +807,19 @@ TEST(DataConvertInfo, VersionIsKeptAndAnswered) {
     ASSERT_EQ(CoCreateInstance(CLSID_OLEDB_CONVERSIONLIBRARY, nullptr, CLSCTX_INPROC_SERVER,
                                IID_IDCInfo, reinterpret_cast<void**>(&info)),
               S_OK);
+    DCINFOTYPE asked[2] = {DCINFOTYPE_VERSION, 2};
+    DCINFO* first = nullptr;
+    ASSERT_EQ(info->GetInfo(2, asked, &first), S_OK);
+    EXPECT_EQ(first[0].vData.vt, VT_UI4);
+    EXPECT_EQ(first[0].vData.ulVal, 0x0110u);
+    EXPECT_EQ(first[1].eInfoType, 2u);
+    EXPECT_EQ(first[1].vData.vt, VT_EMPTY) << "an unknown type has no answer";
+    CoTaskMemFree(first);
     DCINFO set{};
     set.eInfoType = DCINFOTYPE_VERSION;
+    set.vData.vt = VT_I4;
+    set.vData.lVal = 0x0300;
+    EXPECT_EQ(info->SetInfo(1, &set), DB_S_ERRORSOCCURRED) << "only VT_UI4 is a version";
     set.vData.vt = VT_UI4;
     set.vData.ulVal = 0x0250;
     EXPECT_EQ(info->SetInfo(1, &set), S_OK);
