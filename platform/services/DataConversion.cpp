@@ -1967,15 +1967,14 @@ HRESULT HdbDataConvert(DBTYPE wSrcType, DBTYPE wDstType, DBLENGTH cbSrcLength,
     const bool byrefDst = (wDstType & DBTYPE_BYREF) != 0;
     const DBTYPE dst = wDstType & static_cast<DBTYPE>(~DBTYPE_BYREF);
     const bool variable = dst == DBTYPE_STR || dst == DBTYPE_WSTR || dst == DBTYPE_BYTES;
-    if ((!pSrc && (wSrcType & ~DBTYPE_BYREF) != DBTYPE_EMPTY) ||
-        (!pDst && (!variable || byrefDst))) {
+    if (!pSrc && (wSrcType & ~DBTYPE_BYREF) != DBTYPE_EMPTY) {
         *pdbsStatus = DBSTATUS_E_CANTCONVERTVALUE;
         return E_INVALIDARG;
     }
-    // Without a buffer a variable-length destination only asks for the length.
+    // Without a buffer the caller asks for the length and status only.
     Request rq{dst, pDst, cbDstMaxLength, bPrecision, bScale, dwFlags, pDst == nullptr};
     Result res;
-    if (byrefDst) {
+    if (byrefDst && pDst) {
         // The result in memory of its own size, handed over with the pointer.
         Request size = rq;
         size.measure = true;

@@ -11,12 +11,20 @@
 //   characters * sizeof(wchar_t)), also when the value had to be truncated;
 //   for the fixed-size types their size.
 // - *pdbsStatus is DBSTATUS_S_OK, DBSTATUS_S_TRUNCATED, DBSTATUS_S_ISNULL
-//   (when dbsSrcStatus is DBSTATUS_S_ISNULL; nothing is written to pDst) or
-//   one of DBSTATUS_E_CANTCONVERTVALUE, DBSTATUS_E_DATAOVERFLOW,
+//   (when dbsSrcStatus is DBSTATUS_S_ISNULL, or a VARIANT source holds
+//   VT_NULL; nothing is written to pDst) or one of
+//   DBSTATUS_E_CANTCONVERTVALUE, DBSTATUS_E_DATAOVERFLOW,
 //   DBSTATUS_E_SIGNMISMATCH. The result is S_OK for a success status,
-//   DB_E_ERRORSOCCURRED for an error status, DB_E_UNSUPPORTEDCONVERSION when
-//   the pair of types is not in the matrix, E_INVALIDARG/E_FAIL/E_OUTOFMEMORY
-//   as IDataConvert answers them.
+//   DB_E_ERRORSOCCURRED for an error status, DB_E_UNSUPPORTEDCONVERSION (with
+//   DBSTATUS_E_BADACCESSOR, the length left alone) when the pair of types is
+//   not in the conversion table, E_INVALIDARG/E_OUTOFMEMORY as IDataConvert
+//   answers them. pcbDstLength and pdbsStatus may be null.
+// - A null pDst asks for the length and status only: nothing is written or
+//   allocated, and text is not reported as truncated.
+// - Text that does not fit a STR/WSTR destination is cut (S_TRUNCATED); for
+//   numbers only digits after the decimal point may go, otherwise the status
+//   is DBSTATUS_E_DATAOVERFLOW. Reals and scaled numbers lose fractional
+//   digits towards zero when they become integers or take a smaller scale.
 // - A DBTYPE_BSTR or DBTYPE_VARIANT destination receives newly allocated
 //   memory that the caller owns; every other conversion writes into pDst only
 //   and allocates nothing.
