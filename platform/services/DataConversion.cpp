@@ -28,6 +28,7 @@
 #include "../com/GuidText.h"
 #include "StringConversion.h"
 
+#include <array>
 #include <cfloat>
 #include <charconv>
 #include <cmath>
@@ -1312,60 +1313,24 @@ template <class Char> bool ParseGuid(const Char* p, size_t n, GUID& guid) {
 
 // ------------------------------------------------------------ the matrix
 
-// Bit of a type in the destination sets below; 0 for types outside them.
+// The types of the destination sets below, one bit each in this order.
+constexpr DBTYPE TableTypes[] = {
+    DBTYPE_I1,      DBTYPE_I2,    DBTYPE_I4,   DBTYPE_I8,     DBTYPE_UI1,    DBTYPE_UI2,
+    DBTYPE_UI4,     DBTYPE_UI8,   DBTYPE_R4,   DBTYPE_R8,     DBTYPE_CY,     DBTYPE_DECIMAL,
+    DBTYPE_NUMERIC, DBTYPE_BOOL,  DBTYPE_DATE, DBTYPE_DBDATE, DBTYPE_DBTIME, DBTYPE_DBTIMESTAMP,
+    DBTYPE_GUID,    DBTYPE_BYTES, DBTYPE_STR,  DBTYPE_WSTR,   DBTYPE_BSTR,   DBTYPE_VARIANT};
+
+// Bits by type code, so that the check costs one load per call.
+constexpr auto BitTable = [] {
+    std::array<std::uint32_t, DBTYPE_DBTIMESTAMP + 1> table{};
+    for (size_t k = 0; k < std::size(TableTypes); ++k)
+        table[TableTypes[k]] = 1u << k;
+    return table;
+}();
+
+// Bit of a type in the destination sets; 0 for types outside them.
 constexpr std::uint32_t Bit(DBTYPE type) {
-    switch (type) {
-    case DBTYPE_I1:
-        return 1u << 0;
-    case DBTYPE_I2:
-        return 1u << 1;
-    case DBTYPE_I4:
-        return 1u << 2;
-    case DBTYPE_I8:
-        return 1u << 3;
-    case DBTYPE_UI1:
-        return 1u << 4;
-    case DBTYPE_UI2:
-        return 1u << 5;
-    case DBTYPE_UI4:
-        return 1u << 6;
-    case DBTYPE_UI8:
-        return 1u << 7;
-    case DBTYPE_R4:
-        return 1u << 8;
-    case DBTYPE_R8:
-        return 1u << 9;
-    case DBTYPE_CY:
-        return 1u << 10;
-    case DBTYPE_DECIMAL:
-        return 1u << 11;
-    case DBTYPE_NUMERIC:
-        return 1u << 12;
-    case DBTYPE_BOOL:
-        return 1u << 13;
-    case DBTYPE_DATE:
-        return 1u << 14;
-    case DBTYPE_DBDATE:
-        return 1u << 15;
-    case DBTYPE_DBTIME:
-        return 1u << 16;
-    case DBTYPE_DBTIMESTAMP:
-        return 1u << 17;
-    case DBTYPE_GUID:
-        return 1u << 18;
-    case DBTYPE_BYTES:
-        return 1u << 19;
-    case DBTYPE_STR:
-        return 1u << 20;
-    case DBTYPE_WSTR:
-        return 1u << 21;
-    case DBTYPE_BSTR:
-        return 1u << 22;
-    case DBTYPE_VARIANT:
-        return 1u << 23;
-    default:
-        return 0;
-    }
+    return type < BitTable.size() ? BitTable[type] : 0;
 }
 
 constexpr std::uint32_t Integers = Bit(DBTYPE_I1) | Bit(DBTYPE_I2) | Bit(DBTYPE_I4) |
@@ -1383,8 +1348,8 @@ constexpr std::uint32_t Anything =
 // table as far as this platform has the types. Its irregular corners are
 // kept on purpose (a DECIMAL reaches the DB dates but not DATE; only the
 // 4- and 8-byte integers travel as raw BYTES), so that a consumer asking
-// CanConvert here gets the answer it gets elsewhere. BYTES and VARIANT do not
-// meet: there are no SAFEARRAYs on this platform.
+// CanConvert gets the published answer. BYTES and VARIANT do not meet: there
+// are no SAFEARRAYs on this platform.
 std::uint32_t Destinations(DBTYPE src) {
     switch (src) {
     case DBTYPE_EMPTY:
@@ -1612,33 +1577,11 @@ Result WriteValue(DBTYPE src, const Value& v, const Request& rq) {
     case DBTYPE_UI2:
     case DBTYPE_UI4:
     case DBTYPE_UI8: {
-        i128 lo, hi;
-        switch (dst) {
-        case DBTYPE_I1:
-            lo = INT8_MIN, hi = INT8_MAX;
-            break;
-        case DBTYPE_I2:
-            lo = INT16_MIN, hi = INT16_MAX;
-            break;
-        case DBTYPE_I4:
-            lo = INT32_MIN, hi = INT32_MAX;
-            break;
-        case DBTYPE_I8:
-            lo = INT64_MIN, hi = INT64_MAX;
-            break;
-        case DBTYPE_UI1:
-            lo = 0, hi = UINT8_MAX;
-            break;
-        case DBTYPE_UI2:
-            lo = 0, hi = UINT16_MAX;
-            break;
-        case DBTYPE_UI4:
-            lo = 0, hi = UINT32_MAX;
-            break;
-        default:
-            lo = 0, hi = UINT64_MAX;
-            break;
-        }
+        const bool isSigned =
+            dst == DBTYPE_I1 || dst == DBTYPE_I2 || dst == DBTYPE_I4 || dst == DBTYPE_I8;
+        const unsigned bits = 8 * static_cast<unsigned>(res.length);
+        const i128 hi = (static_cast<i128>(1) << (isSigned ? bits - 1 : bits)) - 1;
+        const i128 lo = isSigned ? -hi - 1 : 0;
         i128 out;
         res.status = ToInteger(v, lo, hi, out);
         if (res.status != DBSTATUS_S_OK || rq.measure)
@@ -2077,72 +2020,30 @@ HRESULT HdbGetConversionSize(DBTYPE wSrcType, DBTYPE wDstType, const DBLENGTH* p
         }
         // A value that does not convert: the size its type may need.
     }
-    // Without a value: the longest result of the source type.
-    DBLENGTH chars;
-    switch (src) {
-    case DBTYPE_I1:
-        chars = 4;
-        break;
-    case DBTYPE_I2:
-        chars = 6;
-        break;
-    case DBTYPE_I4:
-        chars = 11;
-        break;
-    case DBTYPE_I8:
-        chars = 20;
-        break;
-    case DBTYPE_UI1:
-        chars = 3;
-        break;
-    case DBTYPE_UI2:
-        chars = 5;
-        break;
-    case DBTYPE_UI4:
-        chars = 10;
-        break;
-    case DBTYPE_UI8:
-        chars = 20;
-        break;
-    case DBTYPE_R4:
-        chars = 15;
-        break;
-    case DBTYPE_R8:
-        chars = 23;
-        break;
-    case DBTYPE_CY:
-        chars = 21;
-        break;
-    case DBTYPE_DECIMAL:
-        chars = 31;
-        break;
-    case DBTYPE_NUMERIC:
-        chars = 41;
-        break;
-    case DBTYPE_BOOL:
-        chars = 5;
-        break;
-    case DBTYPE_DATE:
-        chars = 29;
-        break;
-    case DBTYPE_DBDATE:
-        chars = 11;
-        break;
-    case DBTYPE_DBTIME:
-        chars = 8;
-        break;
-    case DBTYPE_DBTIMESTAMP:
-        chars = 30;
-        break;
-    case DBTYPE_GUID:
-        chars = dst == DBTYPE_BYTES ? sizeof(GUID) : 38;
-        break;
-    case DBTYPE_EMPTY:
-        chars = 0;
-        break;
-    case DBTYPE_STR:
-    case DBTYPE_WSTR:
-    case DBTYPE_BYTES: {
+    // Without a value: the longest text of the source type.
+    static constexpr struct {
+        DBTYPE type;
+        DBLENGTH chars;
+    } Longest[] = {
+        {DBTYPE_EMPTY, 0},    {DBTYPE_I1, 4},       {DBTYPE_I2, 6},           {DBTYPE_I4, 11},
+        {DBTYPE_I8, 20},      {DBTYPE_UI1, 3},      {DBTYPE_UI2, 5},          {DBTYPE_UI4, 10},
+        {DBTYPE_UI8, 20},     {DBTYPE_R4, 15},      {DBTYPE_R8, 23},          {DBTYPE_CY, 21},
+        {DBTYPE_DECIMAL, 31}, {DBTYPE_NUMERIC, 41}, {DBTYPE_BOOL, 5},         {DBTYPE_DATE, 29},
+        {DBTYPE_DBDATE, 11},  {DBTYPE_DBTIME, 8},   {DBTYPE_DBTIMESTAMP, 30}, {DBTYPE_GUID, 38},
+    };
+    DBLENGTH chars = 0;
+    bool known = false;
+    for (const auto& entry : Longest)
+        if (entry.type == src) {
+            chars = src == DBTYPE_GUID && dst == DBTYPE_BYTES  ? sizeof(GUID)
+                    : IsRawInteger(src) && dst == DBTYPE_BYTES ? FixedSize(src)
+                                                               : entry.chars;
+            known = true;
+        }
+    if (!known) {
+        // Text and bytes: as long as the source says, or its terminator.
+        if (!text && src != DBTYPE_BYTES)
+            return E_INVALIDARG; // BSTR and VARIANT sources need their value
         const void* data = pSrc && (wSrcType & DBTYPE_BYREF) ? Load<const void*>(pSrc) : pSrc;
         if (!pcbSrcLength && (!text || !data))
             return E_INVALIDARG;
@@ -2160,10 +2061,6 @@ HRESULT HdbGetConversionSize(DBTYPE wSrcType, DBTYPE wDstType, const DBLENGTH* p
             chars = 4 * n; // the longest narrow form of a character
         else
             chars = n;
-        break;
-    }
-    default:
-        return E_INVALIDARG; // BSTR and VARIANT sources need their value
     }
     *pcbDstLength = unit ? (chars + 1) * unit : chars;
     return S_OK;
