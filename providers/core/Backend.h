@@ -1,0 +1,335 @@
+// The backend contract of the provider core.
+//
+// The provider core implements the OLE DB objects (data source, session,
+// command, rowset, accessors, streams, properties, error records) once. A
+// backend gives it a database: connections, statements, cursors over their
+// results, typed values and diagnostics. This header is everything a backend
+// implements and everything it may rely on; a backend never sees an OLE DB
+// object. Types are named with the DBTYPE codes because those are the value
+// vocabulary both sides already share.
+//
+// Threads: the core calls one connection and its statements from one thread
+// at a time, except Statement::Cancel, which may come from any thread while
+// another thread is inside Execute or Fetch of the same statement.
+//
+// Errors: every call that can fail returns false (or FetchResult::error) and
+// appends one or more Diagnostic records to the Diagnostics it was given,
+// the most important record first. The core turns them into error records.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "hdbplatform/OleDbApi.h"
+
+namespace hdb::backend {
+
+// ------------------------------------------------------------ diagnostics
+
+// What kind of failure a diagnostic describes; the core picks the result
+// code of the failing OLE DB call from it.
+enum class Failure {
+    general,       // anything else (E_FAIL)
+    cannotConnect, // the data source cannot be opened
+    syntax,        // the statement text is not valid (DB_E_ERRORSINCOMMAND)
+    noTable,       // a table or view named by the statement does not exist
+    constraint,    // a constraint rejected the change (DB_E_INTEGRITYVIOLATION)
+    busy,          // locked by someone else, deadlock or serialisation failure
+    canceled,      // Cancel ended the statement (DB_E_CANCELED)
+    readOnly,      // the database cannot be written
+    conversion,    // a value could not be converted (DB_E_CANTCONVERTVALUE)
+};
+
+struct Diagnostic {
+    std::wstring message;  // the database's own message, ready to show
+    std::wstring sqlState; // five characters (ODBC style), or empty
+    LONG nativeError = 0;  // the database's own error number
+    Failure failure = Failure::general;
+};
+using Diagnostics = std::vector<Diagnostic>;
+
+// ------------------------------------------------------------ values
+
+// One typed value: a column value of a fetched row or a parameter value.
+//
+// type is DBTYPE_NULL for SQL NULL, otherwise one of: DBTYPE_I8, DBTYPE_R8,
+// DBTYPE_BOOL (in i8, 0 or 1), DBTYPE_NUMERIC, DBTYPE_DBDATE, DBTYPE_DBTIME,
+// DBTYPE_DBTIMESTAMP (the fixed-size ones in the union), DBTYPE_WSTR (wide
+// text, length in bytes without a terminator) and DBTYPE_BYTES (length in
+// bytes). The bytes of WSTR and BYTES live in the owning RowBuffer at offset.
+// A long value that the cursor did not fetch with the row has deferred set;
+// its bytes come from Cursor::ReadLong.
+struct Cell {
+    DBTYPE type = DBTYPE_NULL;
+    bool deferred = false;
+    size_t offset = 0;
+    DBLENGTH length = 0;
+    union {
+        LONGLONG i8;
+        double r8;
+        DB_NUMERIC numeric;
+        DBDATE date;
+        DBTIME time;
+        DBTIMESTAMP timestamp;
+    } v{};
+};
+
+// The storage of one row (or one parameter set): a cell per column and one
+// byte arena for the variable-length values. The core keeps RowBuffers for
+// reuse, so filling one again after Clear allocates nothing once the arena
+// has grown to the largest row seen.
+class RowBuffer {
+public:
+    // Makes room for count cells, all NULL, and empties the arena.
+    void Reset(size_t count) {
+        m_cells.assign(count, Cell{});
+        m_arena.clear();
+    }
+    size_t Count() const { return m_cells.size(); }
+    Cell& operator[](size_t column) { return m_cells[column]; }
+    const Cell& operator[](size_t column) const { return m_cells[column]; }
+    // The bytes of a WSTR or BYTES cell.
+    const BYTE* Data(const Cell& cell) const { return m_arena.data() + cell.offset; }
+
+    void SetNull(size_t column) { m_cells[column] = Cell{}; }
+    void SetI8(size_t column, LONGLONG value) {
+        Cell& c = m_cells[column];
+        c.type = DBTYPE_I8;
+        c.deferred = false;
+        c.length = sizeof(LONGLONG);
+        c.v.i8 = value;
+    }
+    void SetR8(size_t column, double value) {
+        Cell& c = m_cells[column];
+        c.type = DBTYPE_R8;
+        c.deferred = false;
+        c.length = sizeof(double);
+        c.v.r8 = value;
+    }
+    void SetBool(size_t column, bool value) {
+        SetI8(column, value ? 1 : 0);
+        m_cells[column].type = DBTYPE_BOOL;
+    }
+    void SetNumeric(size_t column, const DB_NUMERIC& value) {
+        Cell& c = m_cells[column];
+        c.type = DBTYPE_NUMERIC;
+        c.deferred = false;
+        c.length = sizeof(DB_NUMERIC);
+        c.v.numeric = value;
+    }
+    void SetDate(size_t column, const DBDATE& value) {
+        Cell& c = m_cells[column];
+        c.type = DBTYPE_DBDATE;
+        c.deferred = false;
+        c.length = sizeof(DBDATE);
+        c.v.date = value;
+    }
+    void SetTime(size_t column, const DBTIME& value) {
+        Cell& c = m_cells[column];
+        c.type = DBTYPE_DBTIME;
+        c.deferred = false;
+        c.length = sizeof(DBTIME);
+        c.v.time = value;
+    }
+    void SetTimestamp(size_t column, const DBTIMESTAMP& value) {
+        Cell& c = m_cells[column];
+        c.type = DBTYPE_DBTIMESTAMP;
+        c.deferred = false;
+        c.length = sizeof(DBTIMESTAMP);
+        c.v.timestamp = value;
+    }
+    void SetWide(size_t column, const wchar_t* text, size_t chars) {
+        SetVariable(column, DBTYPE_WSTR, text, chars * sizeof(wchar_t));
+    }
+    // UTF-8 text, stored as wide text; invalid sequences become U+FFFD.
+    void SetUtf8(size_t column, const char* text, size_t bytes);
+    void SetBytes(size_t column, const void* data, size_t bytes) {
+        SetVariable(column, DBTYPE_BYTES, data, bytes);
+    }
+    // A long value of the given type (WSTR or BYTES) left with the cursor.
+    void SetDeferred(size_t column, DBTYPE type) {
+        Cell& c = m_cells[column];
+        c = Cell{};
+        c.type = type;
+        c.deferred = true;
+    }
+
+private:
+    void SetVariable(size_t column, DBTYPE type, const void* data, size_t bytes) {
+        // Wide text stays aligned for wchar_t so that readers may use it in place.
+        size_t offset = (m_arena.size() + alignof(wchar_t) - 1) & ~(alignof(wchar_t) - 1);
+        m_arena.resize(offset + bytes);
+        if (bytes != 0)
+            std::memcpy(m_arena.data() + offset, data, bytes);
+        Cell& c = m_cells[column];
+        c.type = type;
+        c.deferred = false;
+        c.offset = offset;
+        c.length = bytes;
+    }
+
+    std::vector<Cell> m_cells;
+    std::vector<BYTE> m_arena;
+};
+
+// ------------------------------------------------------------ descriptions
+
+// A result column as the backend knows it. type is the DBTYPE the column is
+// offered as; size is the largest length in characters (text) or bytes
+// (binary), ~0 when unbounded; flags are DBCOLUMNFLAGS (ISLONG for long
+// values, ISNULLABLE/MAYBENULL, ISFIXEDLENGTH, WRITE ...).
+struct ColumnInfo {
+    std::wstring name;
+    DBTYPE type = DBTYPE_WSTR;
+    DBLENGTH size = 0;
+    BYTE precision = 0;
+    BYTE scale = 0;
+    DBCOLUMNFLAGS flags = 0;
+};
+
+// A statement parameter. name is empty for positional markers; type is
+// DBTYPE_WSTR when the database cannot tell a type before execution.
+struct ParameterInfo {
+    std::wstring name;
+    DBTYPE type = DBTYPE_WSTR;
+    DBLENGTH size = 0;
+    BYTE precision = 0;
+    BYTE scale = 0;
+    DBPARAMFLAGS flags = DBPARAMFLAGS_ISINPUT | DBPARAMFLAGS_ISNULLABLE;
+};
+
+// What a connection opens. timeoutSeconds 0 means the backend's default.
+struct ConnectOptions {
+    std::wstring dataSource;
+    std::wstring user;
+    std::wstring password;
+    std::wstring catalog;
+    LONG timeoutSeconds = 0;
+};
+
+enum class Isolation { readUncommitted, readCommitted, repeatableRead, serializable };
+
+struct CatalogInfo {
+    std::wstring name;
+    std::wstring description;
+};
+
+// ------------------------------------------------------------ statements
+
+enum class FetchResult { rows, end, error };
+
+class Statement {
+public:
+    virtual ~Statement() = default;
+
+    // Compiles text (one statement). A syntax error or an unknown table
+    // fails here when the database can tell that early.
+    virtual bool Prepare(const std::wstring& text, Diagnostics& diag) = 0;
+
+    // The parameters of the prepared statement, in marker order.
+    virtual bool DescribeParameters(std::vector<ParameterInfo>& params, Diagnostics& diag) = 0;
+
+    // The result columns of the prepared statement; none for a statement
+    // that returns no rows. Columns whose type the database only learns
+    // from the values (expressions) may be described again, more exactly,
+    // by DescribeResult after Execute.
+    virtual bool DescribeColumns(std::vector<ColumnInfo>& columns, Diagnostics& diag) = 0;
+
+    // Binds the values of setCount parameter sets (sets[i] holds one Cell
+    // per parameter, in marker order) for the next Execute. The buffers stay
+    // valid and unchanged until Execute returns.
+    virtual bool BindParameters(const RowBuffer* sets, size_t setCount, Diagnostics& diag) = 0;
+
+    // Runs the statement once per bound parameter set (once when none are
+    // bound). rowsAffected receives the rows changed by all sets together,
+    // or DB_COUNTUNAVAILABLE for a statement that changes no rows. When the
+    // statement returns rows, the cursor of the last set stays open and
+    // Fetch reads it. Returns false with Failure::canceled after Cancel.
+    virtual bool Execute(DBROWCOUNT& rowsAffected, bool& hasRows, Diagnostics& diag) = 0;
+
+    // The result columns of the open cursor, now that values are known.
+    virtual bool DescribeResult(std::vector<ColumnInfo>& columns, Diagnostics& diag) = 0;
+
+    // Fetches up to count rows of the open cursor into *rows[0..count), each
+    // Reset to the column count first. fetched receives the number of rows
+    // filled. Returns rows when at least one row was fetched, end when the
+    // cursor had no row left (fetched 0), error otherwise.
+    virtual FetchResult Fetch(RowBuffer* const rows[], size_t count, size_t& fetched,
+                              Diagnostics& diag) = 0;
+
+    // Reads a deferred long value of the last fetched row: up to cb bytes
+    // of column from byte position offset on. read receives the bytes
+    // copied; 0 with true means the end of the value. Only valid until the
+    // next Fetch.
+    virtual bool ReadLong(size_t column, size_t offset, void* buffer, size_t cb, size_t& read,
+                          Diagnostics& diag) = 0;
+
+    // Closes the open cursor; the prepared statement stays ready to run
+    // again.
+    virtual void CloseCursor() = 0;
+
+    // Asks a running Execute or Fetch to stop soon with Failure::canceled.
+    // Safe from any thread, also when nothing runs (then it has no effect on
+    // later executions). Returns false when the database cannot cancel.
+    virtual bool Cancel() = 0;
+};
+
+// ------------------------------------------------------------ connections
+
+class Connection {
+public:
+    virtual ~Connection() = default;
+
+    // Opens the database. A data source that cannot be opened fails with
+    // Failure::cannotConnect and a message naming it.
+    virtual bool Open(const ConnectOptions& options, Diagnostics& diag) = 0;
+
+    // Closes the database; statements made by this connection must be gone.
+    virtual void Close() = 0;
+
+    // Opens a further connection to the very database this one has open
+    // (each session of a data source works on a connection of its own, and
+    // an in-memory database must be the same one for all of them).
+    virtual std::unique_ptr<Connection> OpenAnother(Diagnostics& diag) = 0;
+
+    // Local transactions. Begin starts one at the given isolation level or a
+    // stricter one; Commit and Rollback end it. While none is open every
+    // statement commits by itself.
+    virtual bool Begin(Isolation level, Diagnostics& diag) = 0;
+    virtual bool Commit(Diagnostics& diag) = 0;
+    virtual bool Rollback(Diagnostics& diag) = 0;
+
+    // The catalogs (databases) reachable through this connection.
+    virtual bool ListCatalogs(std::vector<CatalogInfo>& catalogs, Diagnostics& diag) = 0;
+
+    // A new, unprepared statement on this connection.
+    virtual std::unique_ptr<Statement> NewStatement() = 0;
+
+    // name quoted as an identifier of this database's SQL, so that any text
+    // reaches the database as one name.
+    virtual std::wstring QuoteIdentifier(const std::wstring& name) const = 0;
+
+    // The database product's name and version, for the data source
+    // information properties.
+    virtual std::wstring ProductName() const = 0;
+    virtual std::wstring ProductVersion() const = 0;
+};
+
+// ------------------------------------------------------------ the backend
+
+// What a provider module hands the core: how to make connections, and the
+// provider's identity for error records and information properties.
+class Backend {
+public:
+    virtual ~Backend() = default;
+    virtual std::unique_ptr<Connection> NewConnection() = 0;
+    virtual const wchar_t* ProviderName() const = 0;        // error record source
+    virtual const wchar_t* ProviderDescription() const = 0; // friendly name
+    virtual CLSID ProviderClassId() const = 0;
+};
+
+} // namespace hdb::backend

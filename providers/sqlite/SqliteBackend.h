@@ -1,0 +1,104 @@
+// The SQLite backend of the provider core: the embedded database, a file
+// (or ":memory:") opened in the provider's process.
+#pragma once
+
+#include <sqlite3.h>
+
+#include <atomic>
+#include <string>
+
+#include "core/Backend.h"
+
+namespace hdb::sqlite {
+
+class SqliteStatement;
+
+// What a declared column type (or, without one, the values) makes of a
+// column: the OLE DB description and how fetched values are stored.
+enum class Target {
+    integer,
+    boolean,
+    real,
+    numeric,
+    date,
+    time,
+    timestamp,
+    text,
+    bytes,
+    guid,
+    byValue
+};
+
+struct ColumnType {
+    backend::ColumnInfo info;
+    Target target = Target::byValue;
+};
+
+// Maps a declared type ("VARCHAR(20)", "NUMERIC(10,2)", "TEXT" ...) to its
+// column description; an empty declaration gives Target::byValue.
+ColumnType MapDeclaredType(const char* declared);
+
+// The OLE DB description of a column typed by its first value.
+ColumnType TypeOfValue(int sqliteType);
+
+// Diagnostics of a failed SQLite call; preparing tells syntax errors apart.
+backend::Diagnostic MakeDiagnostic(sqlite3* db, int rc, bool preparing);
+
+// Registers CHR and CONCAT on a connection.
+int RegisterFunctions(sqlite3* db);
+
+// Text helpers at the backend's edge: SQLite speaks UTF-8.
+std::string ToUtf8(const std::wstring& text);
+std::string ToUtf8(const wchar_t* text, size_t chars);
+std::wstring FromUtf8(const char* text);
+
+// Values that SQLite stores as text.
+std::string DateText(const DBDATE& d);
+std::string TimeText(const DBTIME& t);
+std::string TimestampText(const DBTIMESTAMP& t);
+std::string NumericText(const DB_NUMERIC& n);
+bool ParseDate(const char* text, size_t n, DBDATE& d);
+bool ParseTime(const char* text, size_t n, DBTIME& t);
+bool ParseTimestamp(const char* text, size_t n, DBTIMESTAMP& t);
+bool ParseNumeric(const char* text, size_t n, BYTE precision, BYTE scale, DB_NUMERIC& out);
+bool NumericFromDouble(double v, BYTE precision, BYTE scale, DB_NUMERIC& out);
+bool NumericFromInteger(LONGLONG v, BYTE precision, BYTE scale, DB_NUMERIC& out);
+
+class SqliteConnection final : public backend::Connection {
+public:
+    ~SqliteConnection() override;
+    bool Open(const backend::ConnectOptions& options, backend::Diagnostics& diag) override;
+    void Close() override;
+    std::unique_ptr<backend::Connection> OpenAnother(backend::Diagnostics& diag) override;
+    bool Begin(backend::Isolation level, backend::Diagnostics& diag) override;
+    bool Commit(backend::Diagnostics& diag) override;
+    bool Rollback(backend::Diagnostics& diag) override;
+    bool ListCatalogs(std::vector<backend::CatalogInfo>& catalogs,
+                      backend::Diagnostics& diag) override;
+    std::unique_ptr<backend::Statement> NewStatement() override;
+    std::wstring QuoteIdentifier(const std::wstring& name) const override;
+    std::wstring ProductName() const override;
+    std::wstring ProductVersion() const override;
+
+    sqlite3* Handle() const { return m_db; }
+    // Runs SQL without results.
+    bool Exec(const char* sql, backend::Diagnostics& diag);
+
+    // Cancel support: the statement running on this connection, if any.
+    void Running(bool running);
+    bool Cancel();
+
+private:
+    bool OpenPath(const std::string& path, int flags, backend::Diagnostics& diag);
+    static int Progress(void* self);
+
+    sqlite3* m_db = nullptr;
+    std::string m_path; // what sqlite3_open_v2 was given
+    int m_flags = 0;
+    std::wstring m_shownName; // the data source as the consumer gave it
+    int m_busyMs = 5000;
+    std::atomic<bool> m_running{false};
+    std::atomic<bool> m_cancel{false};
+};
+
+} // namespace hdb::sqlite

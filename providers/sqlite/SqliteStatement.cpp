@@ -1,0 +1,393 @@
+#include "SqliteStatement.h"
+
+#include <cstring>
+
+namespace hdb::sqlite {
+
+namespace {
+
+bool Blank(const char* text) {
+    // Whitespace and comments only.
+    while (*text != '\0') {
+        if (std::isspace(static_cast<unsigned char>(*text)) || *text == ';') {
+            ++text;
+        } else if (text[0] == '-' && text[1] == '-') {
+            while (*text != '\0' && *text != '\n')
+                ++text;
+        } else if (text[0] == '/' && text[1] == '*') {
+            const char* end = std::strstr(text + 2, "*/");
+            if (end == nullptr)
+                return true;
+            text = end + 2;
+        } else {
+            return false;
+        }
+    }
+    return true;
+}
+
+} // namespace
+
+SqliteStatement::~SqliteStatement() {
+    sqlite3_finalize(m_stmt);
+}
+
+bool SqliteStatement::Prepare(const std::wstring& text, backend::Diagnostics& diag) {
+    sqlite3_finalize(m_stmt);
+    m_stmt = nullptr;
+    m_rest.clear();
+    m_types.clear();
+    std::string sql = ToUtf8(text);
+    const char* tail = nullptr;
+    sqlite3* db = m_connection.Handle();
+    int rc = sqlite3_prepare_v3(db, sql.c_str(), static_cast<int>(sql.size()),
+                                SQLITE_PREPARE_PERSISTENT, &m_stmt, &tail);
+    if (rc != SQLITE_OK) {
+        diag.push_back(MakeDiagnostic(db, rc, true));
+        m_stmt = nullptr;
+        return false;
+    }
+    if (tail != nullptr && !Blank(tail))
+        m_rest = tail;
+    if (m_stmt != nullptr) {
+        int n = sqlite3_column_count(m_stmt);
+        m_types.reserve(n);
+        for (int i = 0; i < n; ++i) {
+            ColumnType type = MapDeclaredType(sqlite3_column_decltype(m_stmt, i));
+            type.info.name = FromUtf8(sqlite3_column_name(m_stmt, i));
+            // Columns of a table say whether they take NULL.
+            const char* table = sqlite3_column_table_name(m_stmt, i);
+            const char* origin = sqlite3_column_origin_name(m_stmt, i);
+            const char* database = sqlite3_column_database_name(m_stmt, i);
+            int notNull = 0, primaryKey = 0, autoIncrement = 0;
+            type.info.flags |= DBCOLUMNFLAGS_MAYBENULL;
+            if (table != nullptr && origin != nullptr &&
+                sqlite3_table_column_metadata(db, database, table, origin, nullptr, nullptr,
+                                              &notNull, &primaryKey, &autoIncrement) == SQLITE_OK) {
+                type.info.flags |= DBCOLUMNFLAGS_WRITEUNKNOWN;
+                if (notNull)
+                    type.info.flags &= ~DBCOLUMNFLAGS_MAYBENULL;
+                else
+                    type.info.flags |= DBCOLUMNFLAGS_ISNULLABLE;
+            } else {
+                type.info.flags |= DBCOLUMNFLAGS_ISNULLABLE;
+            }
+            m_types.push_back(std::move(type));
+        }
+    }
+    return true;
+}
+
+bool SqliteStatement::DescribeParameters(std::vector<backend::ParameterInfo>& params,
+                                         backend::Diagnostics&) {
+    params.clear();
+    int n = m_stmt != nullptr ? sqlite3_bind_parameter_count(m_stmt) : 0;
+    for (int i = 1; i <= n; ++i) {
+        backend::ParameterInfo p;
+        const char* name = sqlite3_bind_parameter_name(m_stmt, i);
+        if (name != nullptr)
+            p.name = FromUtf8(name);
+        p.size = ~DBLENGTH{0};
+        params.push_back(std::move(p));
+    }
+    return true;
+}
+
+void SqliteStatement::Describe(std::vector<backend::ColumnInfo>& columns, bool fromValues) {
+    columns.clear();
+    columns.reserve(m_types.size());
+    for (size_t i = 0; i < m_types.size(); ++i) {
+        if (m_types[i].target == Target::byValue && fromValues && m_pending) {
+            // An expression: its first value tells what it holds.
+            ColumnType byValue = TypeOfValue(sqlite3_column_type(m_stmt, static_cast<int>(i)));
+            byValue.info.name = m_types[i].info.name;
+            byValue.info.flags |= DBCOLUMNFLAGS_ISNULLABLE | DBCOLUMNFLAGS_MAYBENULL;
+            columns.push_back(byValue.info);
+            continue;
+        }
+        columns.push_back(m_types[i].info);
+    }
+}
+
+bool SqliteStatement::DescribeColumns(std::vector<backend::ColumnInfo>& columns,
+                                      backend::Diagnostics&) {
+    Describe(columns, false);
+    return true;
+}
+
+bool SqliteStatement::DescribeResult(std::vector<backend::ColumnInfo>& columns,
+                                     backend::Diagnostics&) {
+    Describe(columns, true);
+    return true;
+}
+
+bool SqliteStatement::BindParameters(const backend::RowBuffer* sets, size_t setCount,
+                                     backend::Diagnostics&) {
+    m_sets = sets;
+    m_setCount = setCount;
+    return true;
+}
+
+bool SqliteStatement::Bind(const backend::RowBuffer& set, backend::Diagnostics& diag) {
+    sqlite3_clear_bindings(m_stmt);
+    const int n = sqlite3_bind_parameter_count(m_stmt);
+    for (int i = 0; i < n && static_cast<size_t>(i) < set.Count(); ++i) {
+        const backend::Cell& c = set[i];
+        int rc = SQLITE_OK;
+        std::string text;
+        switch (c.type) {
+        case DBTYPE_NULL:
+            rc = sqlite3_bind_null(m_stmt, i + 1);
+            break;
+        case DBTYPE_I8:
+        case DBTYPE_BOOL:
+            rc = sqlite3_bind_int64(m_stmt, i + 1, c.v.i8);
+            break;
+        case DBTYPE_R8:
+            rc = sqlite3_bind_double(m_stmt, i + 1, c.v.r8);
+            break;
+        case DBTYPE_WSTR:
+            text =
+                ToUtf8(reinterpret_cast<const wchar_t*>(set.Data(c)), c.length / sizeof(wchar_t));
+            break;
+        case DBTYPE_BYTES:
+            rc = sqlite3_bind_blob64(m_stmt, i + 1, set.Data(c), c.length, SQLITE_STATIC);
+            break;
+        case DBTYPE_NUMERIC:
+            text = NumericText(c.v.numeric);
+            break;
+        case DBTYPE_DBDATE:
+            text = DateText(c.v.date);
+            break;
+        case DBTYPE_DBTIME:
+            text = TimeText(c.v.time);
+            break;
+        case DBTYPE_DBTIMESTAMP:
+            text = TimestampText(c.v.timestamp);
+            break;
+        default:
+            rc = sqlite3_bind_null(m_stmt, i + 1);
+            break;
+        }
+        if (c.type == DBTYPE_WSTR || c.type == DBTYPE_NUMERIC || c.type == DBTYPE_DBDATE ||
+            c.type == DBTYPE_DBTIME || c.type == DBTYPE_DBTIMESTAMP)
+            rc = sqlite3_bind_text64(m_stmt, i + 1, text.data(), text.size(), SQLITE_TRANSIENT,
+                                     SQLITE_UTF8);
+        if (rc != SQLITE_OK) {
+            diag.push_back(MakeDiagnostic(m_connection.Handle(), rc, false));
+            return false;
+        }
+    }
+    return true;
+}
+
+bool SqliteStatement::Execute(DBROWCOUNT& rowsAffected, bool& hasRows, backend::Diagnostics& diag) {
+    rowsAffected = DB_COUNTUNAVAILABLE;
+    hasRows = false;
+    m_pending = false;
+    m_done = true;
+    if (m_stmt == nullptr && m_rest.empty())
+        return true;
+    sqlite3* db = m_connection.Handle();
+    const sqlite3_int64 before = sqlite3_total_changes64(db);
+    const bool readOnly = m_stmt == nullptr || sqlite3_stmt_readonly(m_stmt);
+    m_connection.Running(true);
+    const size_t sets = m_setCount == 0 ? 1 : m_setCount;
+    for (size_t s = 0; m_stmt != nullptr && s < sets; ++s) {
+        sqlite3_reset(m_stmt);
+        if (m_setCount != 0 && !Bind(m_sets[s], diag)) {
+            m_connection.Running(false);
+            return false;
+        }
+        int rc = sqlite3_step(m_stmt);
+        // Rows of every set but the last are not wanted.
+        while (rc == SQLITE_ROW && s + 1 < sets)
+            rc = sqlite3_step(m_stmt);
+        if (rc == SQLITE_ROW) {
+            m_pending = true;
+            m_done = false;
+        } else if (rc != SQLITE_DONE) {
+            diag.push_back(MakeDiagnostic(db, rc, false));
+            sqlite3_reset(m_stmt);
+            m_connection.Running(false);
+            return false;
+        }
+    }
+    if (!m_rest.empty()) {
+        int rc = sqlite3_exec(db, m_rest.c_str(), nullptr, nullptr, nullptr);
+        if (rc != SQLITE_OK) {
+            diag.push_back(MakeDiagnostic(db, rc, false));
+            m_connection.Running(false);
+            return false;
+        }
+    }
+    m_connection.Running(false);
+    hasRows = m_stmt != nullptr && sqlite3_column_count(m_stmt) > 0 && m_rest.empty();
+    if (!hasRows && m_stmt != nullptr)
+        sqlite3_reset(m_stmt);
+    if (!readOnly || !m_rest.empty())
+        rowsAffected = static_cast<DBROWCOUNT>(sqlite3_total_changes64(db) - before);
+    return true;
+}
+
+backend::FetchResult SqliteStatement::Fetch(backend::RowBuffer* const rows[], size_t count,
+                                            size_t& fetched, backend::Diagnostics& diag) {
+    fetched = 0;
+    if (m_stmt == nullptr)
+        return backend::FetchResult::end;
+    bool running = false;
+    while (fetched < count) {
+        if (!m_pending) {
+            if (m_done)
+                break;
+            if (!running) {
+                m_connection.Running(true);
+                running = true;
+            }
+            int rc = sqlite3_step(m_stmt);
+            if (rc == SQLITE_DONE) {
+                m_done = true;
+                break;
+            }
+            if (rc != SQLITE_ROW) {
+                diag.push_back(MakeDiagnostic(m_connection.Handle(), rc, false));
+                m_done = true;
+                m_connection.Running(false);
+                return fetched != 0 ? backend::FetchResult::rows : backend::FetchResult::error;
+            }
+        }
+        ReadRow(*rows[fetched++]);
+        m_pending = false;
+    }
+    if (running)
+        m_connection.Running(false);
+    return fetched != 0 ? backend::FetchResult::rows : backend::FetchResult::end;
+}
+
+void SqliteStatement::ReadRow(backend::RowBuffer& row) {
+    const size_t n = m_types.size();
+    row.Reset(n);
+    for (size_t i = 0; i < n; ++i) {
+        const int col = static_cast<int>(i);
+        const int kind = sqlite3_column_type(m_stmt, col);
+        if (kind == SQLITE_NULL)
+            continue;
+        const ColumnType& type = m_types[i];
+        auto text = [&] {
+            auto* p = reinterpret_cast<const char*>(sqlite3_column_text(m_stmt, col));
+            return std::pair{p, static_cast<size_t>(sqlite3_column_bytes(m_stmt, col))};
+        };
+        switch (type.target) {
+        case Target::integer:
+        case Target::boolean:
+            if (kind == SQLITE_INTEGER) {
+                if (type.target == Target::boolean)
+                    row.SetBool(i, sqlite3_column_int64(m_stmt, col) != 0);
+                else
+                    row.SetI8(i, sqlite3_column_int64(m_stmt, col));
+                continue;
+            }
+            break;
+        case Target::real:
+            if (kind == SQLITE_INTEGER || kind == SQLITE_FLOAT) {
+                row.SetR8(i, sqlite3_column_double(m_stmt, col));
+                continue;
+            }
+            break;
+        case Target::numeric: {
+            DB_NUMERIC num;
+            const BYTE p = type.info.precision, s = type.info.scale;
+            bool ok = false;
+            if (kind == SQLITE_INTEGER)
+                ok = NumericFromInteger(sqlite3_column_int64(m_stmt, col), p, s, num);
+            else if (kind == SQLITE_FLOAT)
+                ok = NumericFromDouble(sqlite3_column_double(m_stmt, col), p, s, num);
+            else if (kind == SQLITE_TEXT) {
+                auto [t, len] = text();
+                ok = ParseNumeric(t, len, p, s, num);
+            }
+            if (ok) {
+                row.SetNumeric(i, num);
+                continue;
+            }
+            break;
+        }
+        case Target::date:
+        case Target::time:
+        case Target::timestamp:
+            if (kind == SQLITE_TEXT) {
+                auto [t, len] = text();
+                DBDATE d;
+                DBTIME tm;
+                DBTIMESTAMP ts;
+                if (type.target == Target::date && ParseDate(t, len, d)) {
+                    row.SetDate(i, d);
+                    continue;
+                }
+                if (type.target == Target::time && ParseTime(t, len, tm)) {
+                    row.SetTime(i, tm);
+                    continue;
+                }
+                if (type.target == Target::timestamp && ParseTimestamp(t, len, ts)) {
+                    row.SetTimestamp(i, ts);
+                    continue;
+                }
+            }
+            break;
+        case Target::bytes:
+            if (kind == SQLITE_BLOB || kind == SQLITE_TEXT) {
+                const void* blob = sqlite3_column_blob(m_stmt, col);
+                row.SetBytes(i, blob, sqlite3_column_bytes(m_stmt, col));
+                continue;
+            }
+            break;
+        case Target::text:
+        case Target::guid:
+        case Target::byValue:
+            break;
+        }
+        // Everything else keeps the type SQLite holds it in; the conversion
+        // into the consumer's binding does the rest.
+        switch (kind) {
+        case SQLITE_INTEGER:
+            row.SetI8(i, sqlite3_column_int64(m_stmt, col));
+            break;
+        case SQLITE_FLOAT:
+            row.SetR8(i, sqlite3_column_double(m_stmt, col));
+            break;
+        case SQLITE_BLOB:
+            row.SetBytes(i, sqlite3_column_blob(m_stmt, col), sqlite3_column_bytes(m_stmt, col));
+            break;
+        default: {
+            auto [t, len] = text();
+            row.SetUtf8(i, t, len);
+            break;
+        }
+        }
+        // Text columns hand out text also for numbers stored in them.
+        if ((type.target == Target::text || type.target == Target::guid) && kind != SQLITE_BLOB &&
+            kind != SQLITE_TEXT) {
+            auto [t, len] = text();
+            row.SetUtf8(i, t, len);
+        }
+    }
+}
+
+bool SqliteStatement::ReadLong(size_t, size_t, void*, size_t, size_t& read, backend::Diagnostics&) {
+    // Every value arrives with its row; nothing is ever deferred.
+    read = 0;
+    return false;
+}
+
+void SqliteStatement::CloseCursor() {
+    if (m_stmt != nullptr)
+        sqlite3_reset(m_stmt);
+    m_pending = false;
+    m_done = true;
+}
+
+bool SqliteStatement::Cancel() {
+    return m_connection.Cancel();
+}
+
+} // namespace hdb::sqlite

@@ -1,0 +1,45 @@
+// A statement on a SQLite connection and the cursor over its rows.
+#pragma once
+
+#include "SqliteBackend.h"
+
+namespace hdb::sqlite {
+
+class SqliteStatement final : public backend::Statement {
+public:
+    explicit SqliteStatement(SqliteConnection& connection) : m_connection(connection) {}
+    ~SqliteStatement() override;
+
+    bool Prepare(const std::wstring& text, backend::Diagnostics& diag) override;
+    bool DescribeParameters(std::vector<backend::ParameterInfo>& params,
+                            backend::Diagnostics& diag) override;
+    bool DescribeColumns(std::vector<backend::ColumnInfo>& columns,
+                         backend::Diagnostics& diag) override;
+    bool BindParameters(const backend::RowBuffer* sets, size_t setCount,
+                        backend::Diagnostics& diag) override;
+    bool Execute(DBROWCOUNT& rowsAffected, bool& hasRows, backend::Diagnostics& diag) override;
+    bool DescribeResult(std::vector<backend::ColumnInfo>& columns,
+                        backend::Diagnostics& diag) override;
+    backend::FetchResult Fetch(backend::RowBuffer* const rows[], size_t count, size_t& fetched,
+                               backend::Diagnostics& diag) override;
+    bool ReadLong(size_t column, size_t offset, void* buffer, size_t cb, size_t& read,
+                  backend::Diagnostics& diag) override;
+    void CloseCursor() override;
+    bool Cancel() override;
+
+private:
+    bool Bind(const backend::RowBuffer& set, backend::Diagnostics& diag);
+    void ReadRow(backend::RowBuffer& row);
+    void Describe(std::vector<backend::ColumnInfo>& columns, bool fromValues);
+
+    SqliteConnection& m_connection;
+    sqlite3_stmt* m_stmt = nullptr;
+    std::string m_rest; // statements after the first, run after it
+    std::vector<ColumnType> m_types;
+    const backend::RowBuffer* m_sets = nullptr;
+    size_t m_setCount = 0;
+    bool m_pending = false; // a stepped row not yet handed out
+    bool m_done = true;
+};
+
+} // namespace hdb::sqlite

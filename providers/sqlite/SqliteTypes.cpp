@@ -1,0 +1,525 @@
+// How SQLite's values and declared types meet OLE DB's types, SQLite's
+// errors meet diagnostics, and the SQL functions the generic dialect needs.
+#include <cctype>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+
+#include "SqliteBackend.h"
+
+namespace hdb::sqlite {
+
+namespace {
+
+constexpr DBLENGTH Unbounded = ~DBLENGTH{0};
+
+ColumnType Fixed(DBTYPE type, DBLENGTH size, BYTE precision, Target target) {
+    ColumnType t;
+    t.info.type = type;
+    t.info.size = size;
+    t.info.precision = precision;
+    t.info.flags = DBCOLUMNFLAGS_ISFIXEDLENGTH;
+    t.target = target;
+    return t;
+}
+
+ColumnType Variable(DBTYPE type, DBLENGTH size, Target target, bool fixed = false) {
+    ColumnType t;
+    t.info.type = type;
+    t.info.size = size;
+    t.target = target;
+    if (size == Unbounded)
+        t.info.flags = DBCOLUMNFLAGS_ISLONG;
+    else if (fixed)
+        t.info.flags = DBCOLUMNFLAGS_ISFIXEDLENGTH;
+    return t;
+}
+
+bool Has(const std::string& s, const char* part) {
+    return s.find(part) != std::string::npos;
+}
+
+} // namespace
+
+ColumnType MapDeclaredType(const char* declared) {
+    if (declared == nullptr || *declared == '\0')
+        return Variable(DBTYPE_WSTR, 0, Target::byValue);
+    std::string upper;
+    for (const char* p = declared; *p != '\0'; ++p)
+        upper += static_cast<char>(std::toupper(static_cast<unsigned char>(*p)));
+    std::string base = upper.substr(0, upper.find('('));
+    while (!base.empty() && std::isspace(static_cast<unsigned char>(base.back())))
+        base.pop_back();
+    // Size arguments: "(n)" or "(p, s)".
+    long a1 = -1, a2 = -1;
+    if (auto open = upper.find('('); open != std::string::npos)
+        std::sscanf(upper.c_str() + open + 1, "%ld , %ld", &a1, &a2);
+
+    if (Has(base, "INT")) {
+        if (base == "TINYINT")
+            return Fixed(DBTYPE_UI1, 1, 3, Target::integer);
+        if (base == "SMALLINT" || base == "INT2")
+            return Fixed(DBTYPE_I2, 2, 5, Target::integer);
+        if (base == "INT" || base == "MEDIUMINT" || base == "INT4")
+            return Fixed(DBTYPE_I4, 4, 10, Target::integer);
+        return Fixed(DBTYPE_I8, 8, 19, Target::integer);
+    }
+    if (base == "BOOL" || base == "BOOLEAN" || base == "BIT")
+        return Fixed(DBTYPE_BOOL, 2, 0, Target::boolean);
+    if (base == "UNIQUEIDENTIFIER" || base == "GUID" || base == "UUID")
+        return Fixed(DBTYPE_GUID, 16, 0, Target::guid);
+    if (Has(base, "CHAR") || Has(base, "CLOB") || Has(base, "TEXT")) {
+        const bool fixed = (base == "CHAR" || base == "NCHAR" || base == "CHARACTER" ||
+                            base == "NATIVE CHARACTER");
+        return Variable(DBTYPE_WSTR, a1 > 0 ? static_cast<DBLENGTH>(a1) : Unbounded, Target::text,
+                        fixed);
+    }
+    if (Has(base, "BLOB") || Has(base, "BINARY") || base == "IMAGE" || base == "BYTEA")
+        return Variable(DBTYPE_BYTES, a1 > 0 ? static_cast<DBLENGTH>(a1) : Unbounded, Target::bytes,
+                        base == "BINARY");
+    if (Has(base, "REAL") || Has(base, "FLOA") || Has(base, "DOUB"))
+        return Fixed(DBTYPE_R8, 8, 15, Target::real);
+    if (base == "DATETIME" || Has(base, "TIMESTAMP"))
+        return Fixed(DBTYPE_DBTIMESTAMP, 16, 23, Target::timestamp);
+    if (base == "DATE")
+        return Fixed(DBTYPE_DBDATE, 6, 10, Target::date);
+    if (base == "TIME")
+        return Fixed(DBTYPE_DBTIME, 6, 8, Target::time);
+    if (base == "NUMERIC" || base == "DECIMAL" || base == "DEC" || base == "MONEY") {
+        if (base == "MONEY") {
+            a1 = 19;
+            a2 = 4;
+        }
+        if (a1 > 0 && a1 <= 38) {
+            ColumnType t =
+                Fixed(DBTYPE_NUMERIC, sizeof(DB_NUMERIC), static_cast<BYTE>(a1), Target::numeric);
+            t.info.scale = static_cast<BYTE>(a2 > 0 && a2 <= a1 ? a2 : 0);
+            return t;
+        }
+        // Without a precision SQLite keeps whatever number it was given.
+        return Fixed(DBTYPE_R8, 8, 15, Target::real);
+    }
+    // Any other name has numeric affinity in SQLite; its values say the rest.
+    return Variable(DBTYPE_WSTR, 0, Target::byValue);
+}
+
+ColumnType TypeOfValue(int sqliteType) {
+    switch (sqliteType) {
+    case SQLITE_INTEGER:
+        return Fixed(DBTYPE_I8, 8, 19, Target::byValue);
+    case SQLITE_FLOAT:
+        return Fixed(DBTYPE_R8, 8, 15, Target::byValue);
+    case SQLITE_BLOB:
+        return Variable(DBTYPE_BYTES, Unbounded, Target::byValue);
+    default: {
+        // Text of an expression has no declared size; it is not a long
+        // value either, so consumers bind it in place.
+        ColumnType t = Variable(DBTYPE_WSTR, 0, Target::byValue);
+        t.info.size = Unbounded;
+        t.info.flags = 0;
+        return t;
+    }
+    }
+}
+
+backend::Diagnostic MakeDiagnostic(sqlite3* db, int rc, bool preparing) {
+    backend::Diagnostic d;
+    const char* message = db != nullptr ? sqlite3_errmsg(db) : sqlite3_errstr(rc);
+    d.message = FromUtf8(message);
+    d.nativeError = db != nullptr ? sqlite3_extended_errcode(db) : rc;
+    switch (d.nativeError & 0xff) {
+    case SQLITE_CONSTRAINT:
+        d.sqlState = L"23000";
+        d.failure = backend::Failure::constraint;
+        break;
+    case SQLITE_BUSY:
+    case SQLITE_LOCKED:
+        d.sqlState = L"40001";
+        d.failure = backend::Failure::busy;
+        break;
+    case SQLITE_INTERRUPT:
+        d.sqlState = L"HY008";
+        d.failure = backend::Failure::canceled;
+        break;
+    case SQLITE_READONLY:
+        d.sqlState = L"25006";
+        d.failure = backend::Failure::readOnly;
+        break;
+    case SQLITE_CANTOPEN:
+        d.sqlState = L"08001";
+        d.failure = backend::Failure::cannotConnect;
+        break;
+    case SQLITE_MISMATCH:
+    case SQLITE_RANGE:
+        d.sqlState = L"22018";
+        d.failure = backend::Failure::conversion;
+        break;
+    case SQLITE_ERROR:
+        if (std::strncmp(message, "no such table", 13) == 0) {
+            d.sqlState = L"42S02";
+            d.failure = backend::Failure::noTable;
+        } else if (preparing) {
+            d.sqlState = L"42000";
+            d.failure = backend::Failure::syntax;
+        } else {
+            d.sqlState = L"HY000";
+        }
+        break;
+    default:
+        d.sqlState = L"HY000";
+        break;
+    }
+    return d;
+}
+
+// ------------------------------------------------------------ text
+
+std::string ToUtf8(const wchar_t* text, size_t chars) {
+    std::string out;
+    out.reserve(chars);
+    for (size_t i = 0; i < chars; ++i) {
+        auto c = static_cast<char32_t>(text[i]);
+        if (c < 0x80) {
+            out += static_cast<char>(c);
+        } else if (c < 0x800) {
+            out += static_cast<char>(0xC0 | (c >> 6));
+            out += static_cast<char>(0x80 | (c & 0x3F));
+        } else if (c < 0x10000) {
+            if (c >= 0xD800 && c <= 0xDFFF)
+                c = 0xFFFD;
+            out += static_cast<char>(0xE0 | (c >> 12));
+            out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+            out += static_cast<char>(0x80 | (c & 0x3F));
+        } else if (c <= 0x10FFFF) {
+            out += static_cast<char>(0xF0 | (c >> 18));
+            out += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
+            out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+            out += static_cast<char>(0x80 | (c & 0x3F));
+        } else {
+            out += "\xEF\xBF\xBD";
+        }
+    }
+    return out;
+}
+
+std::string ToUtf8(const std::wstring& text) {
+    return ToUtf8(text.c_str(), text.size());
+}
+
+std::wstring FromUtf8(const char* text) {
+    backend::RowBuffer buffer;
+    buffer.Reset(1);
+    buffer.SetUtf8(0, text, std::strlen(text));
+    const backend::Cell& c = buffer[0];
+    return std::wstring(reinterpret_cast<const wchar_t*>(buffer.Data(c)),
+                        c.length / sizeof(wchar_t));
+}
+
+// ------------------------------------------------------------ dates
+
+std::string DateText(const DBDATE& d) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%04d-%02u-%02u", d.year, d.month, d.day);
+    return text;
+}
+
+std::string TimeText(const DBTIME& t) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%02u:%02u:%02u", t.hour, t.minute, t.second);
+    return text;
+}
+
+std::string TimestampText(const DBTIMESTAMP& t) {
+    char text[64];
+    int n = std::snprintf(text, sizeof text, "%04d-%02u-%02u %02u:%02u:%02u", t.year, t.month,
+                          t.day, t.hour, t.minute, t.second);
+    if (t.fraction != 0) {
+        // Milliseconds when that is exact (what SQLite's date functions
+        // read), else all nine digits without trailing zeros.
+        if (t.fraction % 1000000 == 0) {
+            std::snprintf(text + n, sizeof text - n, ".%03u", t.fraction / 1000000);
+        } else {
+            char digits[16];
+            std::snprintf(digits, sizeof digits, "%09u", t.fraction);
+            size_t len = 9;
+            while (len > 3 && digits[len - 1] == '0')
+                --len;
+            digits[len] = '\0';
+            std::snprintf(text + n, sizeof text - n, ".%s", digits);
+        }
+    }
+    return text;
+}
+
+namespace {
+
+// Reads exactly count digits at text[pos].
+bool Digits(const char* text, size_t n, size_t pos, size_t count, unsigned& value) {
+    if (pos + count > n)
+        return false;
+    value = 0;
+    for (size_t i = 0; i < count; ++i) {
+        char c = text[pos + i];
+        if (c < '0' || c > '9')
+            return false;
+        value = value * 10 + (c - '0');
+    }
+    return true;
+}
+
+bool ParseClock(const char* text, size_t n, size_t pos, DBTIME& t, ULONG& fraction, size_t& end) {
+    unsigned h, m, s = 0;
+    if (!Digits(text, n, pos, 2, h) || pos + 2 >= n || text[pos + 2] != ':' ||
+        !Digits(text, n, pos + 3, 2, m))
+        return false;
+    end = pos + 5;
+    if (end < n && text[end] == ':') {
+        if (!Digits(text, n, end + 1, 2, s))
+            return false;
+        end += 3;
+    }
+    fraction = 0;
+    if (end < n && text[end] == '.') {
+        ++end;
+        ULONG scale = 100000000;
+        while (end < n && text[end] >= '0' && text[end] <= '9') {
+            fraction += (text[end] - '0') * scale;
+            scale /= 10;
+            ++end;
+        }
+    }
+    if (h > 23 || m > 59 || s > 61)
+        return false;
+    t = DBTIME{static_cast<USHORT>(h), static_cast<USHORT>(m), static_cast<USHORT>(s)};
+    return true;
+}
+
+bool Rest(const char* text, size_t n, size_t pos) {
+    // Allow a trailing zone designator SQLite's own functions accept.
+    while (pos < n && (text[pos] == ' ' || text[pos] == 'Z'))
+        ++pos;
+    return pos == n;
+}
+
+bool ParseDay(const char* text, size_t n, DBDATE& d) {
+    unsigned y, m, day;
+    if (!Digits(text, n, 0, 4, y) || n < 10 || text[4] != '-' || !Digits(text, n, 5, 2, m) ||
+        text[7] != '-' || !Digits(text, n, 8, 2, day))
+        return false;
+    if (m < 1 || m > 12 || day < 1 || day > 31)
+        return false;
+    d = DBDATE{static_cast<SHORT>(y), static_cast<USHORT>(m), static_cast<USHORT>(day)};
+    return true;
+}
+
+} // namespace
+
+bool ParseDate(const char* text, size_t n, DBDATE& d) {
+    if (!ParseDay(text, n, d))
+        return false;
+    if (n == 10)
+        return true;
+    // A timestamp at midnight still reads as a date.
+    DBTIMESTAMP ts;
+    return ParseTimestamp(text, n, ts) && ts.hour == 0 && ts.minute == 0 && ts.second == 0 &&
+           ts.fraction == 0;
+}
+
+bool ParseTime(const char* text, size_t n, DBTIME& t) {
+    ULONG fraction;
+    size_t end;
+    if (ParseClock(text, n, 0, t, fraction, end) && Rest(text, n, end))
+        return true;
+    DBTIMESTAMP ts;
+    if (!ParseTimestamp(text, n, ts))
+        return false;
+    t = DBTIME{ts.hour, ts.minute, ts.second};
+    return true;
+}
+
+bool ParseTimestamp(const char* text, size_t n, DBTIMESTAMP& t) {
+    DBDATE d;
+    if (!ParseDay(text, n, d))
+        return false;
+    t = DBTIMESTAMP{d.year, d.month, d.day, 0, 0, 0, 0};
+    if (n == 10)
+        return true;
+    if (text[10] != ' ' && text[10] != 'T')
+        return false;
+    DBTIME clock;
+    ULONG fraction;
+    size_t end;
+    if (!ParseClock(text, n, 11, clock, fraction, end) || !Rest(text, n, end))
+        return false;
+    t.hour = clock.hour;
+    t.minute = clock.minute;
+    t.second = clock.second;
+    t.fraction = fraction;
+    return true;
+}
+
+// ------------------------------------------------------------ numbers
+
+namespace {
+
+using U128 = unsigned __int128;
+
+U128 Magnitude(const DB_NUMERIC& n) {
+    U128 v = 0;
+    for (int i = 15; i >= 0; --i)
+        v = (v << 8) | n.val[i];
+    return v;
+}
+
+bool Store(U128 magnitude, bool negative, BYTE precision, BYTE scale, DB_NUMERIC& out) {
+    U128 limit = 1;
+    for (int i = 0; i < precision; ++i)
+        limit *= 10;
+    if (precision != 0 && magnitude >= limit)
+        return false;
+    out.precision = precision;
+    out.scale = scale;
+    out.sign = negative && magnitude != 0 ? 0 : 1;
+    for (int i = 0; i < 16; ++i) {
+        out.val[i] = static_cast<BYTE>(magnitude & 0xFF);
+        magnitude >>= 8;
+    }
+    return true;
+}
+
+} // namespace
+
+std::string NumericText(const DB_NUMERIC& n) {
+    U128 v = Magnitude(n);
+    std::string digits;
+    do {
+        digits.insert(digits.begin(), static_cast<char>('0' + static_cast<int>(v % 10)));
+        v /= 10;
+    } while (v != 0);
+    if (n.scale > 0) {
+        if (digits.size() <= n.scale)
+            digits.insert(0, n.scale - digits.size() + 1, '0');
+        digits.insert(digits.size() - n.scale, ".");
+    }
+    if (n.sign == 0)
+        digits.insert(0, "-");
+    return digits;
+}
+
+bool ParseNumeric(const char* text, size_t n, BYTE precision, BYTE scale, DB_NUMERIC& out) {
+    size_t i = 0;
+    while (i < n && text[i] == ' ')
+        ++i;
+    bool negative = false;
+    if (i < n && (text[i] == '-' || text[i] == '+'))
+        negative = text[i++] == '-';
+    U128 v = 0;
+    int fractionDigits = -1;
+    bool any = false, roundUp = false;
+    for (; i < n; ++i) {
+        char c = text[i];
+        if (c == '.' && fractionDigits < 0) {
+            fractionDigits = 0;
+            continue;
+        }
+        if (c < '0' || c > '9')
+            break;
+        any = true;
+        if (fractionDigits >= 0) {
+            if (fractionDigits == scale) {
+                if (fractionDigits == scale && !roundUp && c >= '5')
+                    roundUp = true;
+                continue;
+            }
+            ++fractionDigits;
+        }
+        v = v * 10 + (c - '0');
+        if (v >> 120)
+            return false;
+    }
+    while (i < n && text[i] == ' ')
+        ++i;
+    if (!any || i != n)
+        return false;
+    for (int k = fractionDigits < 0 ? 0 : fractionDigits; k < scale; ++k)
+        v *= 10;
+    if (roundUp)
+        ++v;
+    return Store(v, negative, precision, scale, out);
+}
+
+bool NumericFromInteger(LONGLONG v, BYTE precision, BYTE scale, DB_NUMERIC& out) {
+    bool negative = v < 0;
+    U128 m = negative ? static_cast<U128>(-(v + 1)) + 1 : static_cast<U128>(v);
+    for (int k = 0; k < scale; ++k)
+        m *= 10;
+    return Store(m, negative, precision, scale, out);
+}
+
+bool NumericFromDouble(double v, BYTE precision, BYTE scale, DB_NUMERIC& out) {
+    if (!std::isfinite(v))
+        return false;
+    // Through the shortest text that reads back as the same double, so that
+    // 0.1 stored as REAL arrives as 0.1 and not as 0.1000000000000000055.
+    char text[64];
+    std::snprintf(text, sizeof text, "%.17g", v);
+    for (int digits = 15; digits <= 17; ++digits) {
+        char shorter[64];
+        std::snprintf(shorter, sizeof shorter, "%.*g", digits, v);
+        if (std::strtod(shorter, nullptr) == v) {
+            std::memcpy(text, shorter, sizeof text);
+            break;
+        }
+    }
+    if (std::strchr(text, 'e') != nullptr || std::strchr(text, 'E') != nullptr)
+        std::snprintf(text, sizeof text, "%.*f", scale, v);
+    return ParseNumeric(text, std::strlen(text), precision, scale, out);
+}
+
+// ------------------------------------------------------------ functions
+
+namespace {
+
+// CHR(n): the character with code point n.
+void Chr(sqlite3_context* context, int, sqlite3_value** args) {
+    if (sqlite3_value_type(args[0]) == SQLITE_NULL) {
+        sqlite3_result_null(context);
+        return;
+    }
+    sqlite3_int64 code = sqlite3_value_int64(args[0]);
+    if (code < 0 || code > 0x10FFFF) {
+        sqlite3_result_null(context);
+        return;
+    }
+    wchar_t c = static_cast<wchar_t>(code);
+    std::string text = ToUtf8(&c, 1);
+    if (code == 0)
+        text.assign(1, '\0');
+    sqlite3_result_text(context, text.data(), static_cast<int>(text.size()), SQLITE_TRANSIENT);
+}
+
+// CONCAT(a, b, ...): the texts joined; NULL arguments count as empty.
+void Concat(sqlite3_context* context, int argc, sqlite3_value** args) {
+    std::string text;
+    for (int i = 0; i < argc; ++i) {
+        if (sqlite3_value_type(args[i]) == SQLITE_NULL)
+            continue;
+        auto* part = reinterpret_cast<const char*>(sqlite3_value_text(args[i]));
+        text.append(part, static_cast<size_t>(sqlite3_value_bytes(args[i])));
+    }
+    sqlite3_result_text(context, text.data(), static_cast<int>(text.size()), SQLITE_TRANSIENT);
+}
+
+} // namespace
+
+int RegisterFunctions(sqlite3* db) {
+    const int flags = SQLITE_UTF8 | SQLITE_DETERMINISTIC;
+    int rc =
+        sqlite3_create_function_v2(db, "CHR", 1, flags, nullptr, Chr, nullptr, nullptr, nullptr);
+    if (rc == SQLITE_OK)
+        rc = sqlite3_create_function_v2(db, "CONCAT", -1, flags, nullptr, Concat, nullptr, nullptr,
+                                        nullptr);
+    return rc;
+}
+
+} // namespace hdb::sqlite

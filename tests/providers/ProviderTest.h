@@ -1,0 +1,112 @@
+// What the provider tests share: a consumer's view of the embedded provider.
+// Each fixture works on a fresh database file in a temporary directory and
+// reads the file back with the sqlite3 C API to check what the provider did.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <sqlite3.h>
+
+#include <cstring>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "haldendb/ProviderClassIds.h"
+#include "hdbplatform/OleDbApi.h"
+
+namespace providertest {
+
+template <class T> class Ptr {
+public:
+    Ptr() = default;
+    Ptr(const Ptr&) = delete;
+    Ptr(Ptr&& o) noexcept : m_p(std::exchange(o.m_p, nullptr)) {}
+    Ptr& operator=(Ptr&& o) noexcept {
+        Reset();
+        m_p = std::exchange(o.m_p, nullptr);
+        return *this;
+    }
+    ~Ptr() { Reset(); }
+    void Reset() {
+        if (m_p != nullptr)
+            std::exchange(m_p, nullptr)->Release();
+    }
+    T* Get() const { return m_p; }
+    T* operator->() const { return m_p; }
+    explicit operator bool() const { return m_p != nullptr; }
+    T** Out() {
+        Reset();
+        return &m_p;
+    }
+    void** OutVoid() { return reinterpret_cast<void**>(Out()); }
+    IUnknown** OutUnknown() { return reinterpret_cast<IUnknown**>(Out()); }
+    template <class U> Ptr<U> As(REFIID iid) const {
+        Ptr<U> other;
+        if (m_p != nullptr)
+            m_p->QueryInterface(iid, other.OutVoid());
+        return other;
+    }
+
+private:
+    T* m_p = nullptr;
+};
+
+// One error record as a consumer reads it.
+struct Record {
+    HRESULT hr = S_OK;
+    std::wstring description;
+    std::wstring source;
+    std::wstring sqlState;
+    LONG nativeError = 0;
+};
+// The records of the calling thread's error object (emptied afterwards).
+std::vector<Record> TakeErrorRecords();
+
+// A DBPROP of the given value.
+DBPROP Prop(DBPROPID id, const VARIANT& value, DBPROPOPTIONS options = DBPROPOPTIONS_REQUIRED);
+VARIANT Text(const wchar_t* text); // a VT_BSTR the caller clears
+VARIANT Bool(bool value);
+VARIANT Int(LONG value);
+
+// An uninitialised data source of the embedded provider.
+Ptr<IDBInitialize> NewDataSource();
+// Sets DBPROP_INIT_DATASOURCE (and the time-out when given) and initialises.
+HRESULT Connect(IDBInitialize* dso, const std::wstring& dataSource, LONG timeout = 0);
+Ptr<IDBCreateCommand> NewSession(IDBInitialize* dso);
+
+// A value of a fetched row, as text (NULL is nullopt), read through a WSTR
+// binding of every column.
+using Row = std::vector<std::optional<std::wstring>>;
+
+// Runs sql (no parameters); rowsAffected when asked for.
+HRESULT Exec(IDBCreateCommand* session, const std::wstring& sql, DBROWCOUNT* affected = nullptr);
+// Runs a query and reads every row with batches of batch handles.
+std::vector<Row> Query(IDBCreateCommand* session, const std::wstring& sql, size_t batch = 20);
+// Reads every row of an open rowset as text.
+std::vector<Row> ReadAll(IRowset* rowset, size_t batch = 20, size_t* batches = nullptr);
+
+// A command with the text set.
+Ptr<ICommandText> NewCommand(IDBCreateCommand* session, const std::wstring& sql);
+
+// Fixture: a fresh database file per test, a connected data source and one
+// session; Db() opens the same file with the sqlite3 C API.
+class ProviderTest : public ::testing::Test {
+protected:
+    void SetUp() override;
+    void TearDown() override;
+    sqlite3* Db();
+    // The first column of the first row of a query through the C API.
+    std::string Scalar(const char* sql);
+
+    std::filesystem::path m_dir;
+    std::wstring m_file;
+    Ptr<IDBInitialize> m_dso;
+    Ptr<IDBCreateCommand> m_session;
+
+private:
+    sqlite3* m_db = nullptr;
+};
+
+} // namespace providertest
