@@ -230,15 +230,15 @@ struct Value {
     ULONGLONG u = 0;
     double r = 0;
     int digits = 15;
-    u128 mag = 0;
+    u128 mag; // set with Scaled
     int scale = 0;
     bool neg = false;
     bool trimZeros = false; // CY text drops trailing fraction zeros
     bool b = false;
-    DBTIMESTAMP ts{};
+    DBTIMESTAMP ts; // set with Stamp
     bool hasDate = false;
     bool hasTime = false;
-    GUID guid{};
+    GUID guid; // set with Guid
     const char* narrow = nullptr;
     const wchar_t* wide = nullptr;
     const BYTE* bytes = nullptr;
@@ -367,12 +367,29 @@ bool DecimalFromReal(double v, Decimal& out) {
 
 // Digits of mag into the end of buffer; returns the first digit.
 char* FormatMagnitude(u128 mag, char* end) {
+    // 128-bit division is a library call; it runs once per 19 digits, the
+    // digits themselves come from 64-bit arithmetic.
+    constexpr ULONGLONG Chunk = 10000000000000000000ull; // 10^19
     char* p = end;
+    while (mag > std::numeric_limits<ULONGLONG>::max()) {
+        ULONGLONG low = static_cast<ULONGLONG>(mag % Chunk);
+        mag /= Chunk;
+        for (int k = 0; k < 19; ++k, low /= 10)
+            *--p = static_cast<char>('0' + low % 10);
+    }
+    ULONGLONG rest = static_cast<ULONGLONG>(mag);
     do {
-        *--p = static_cast<char>('0' + static_cast<unsigned>(mag % 10));
-        mag /= 10;
-    } while (mag != 0);
+        *--p = static_cast<char>('0' + rest % 10);
+        rest /= 10;
+    } while (rest != 0);
     return p;
+}
+
+// Writes value as exactly width decimal digits.
+char* PutDigits(char* out, unsigned value, int width) {
+    for (int k = width - 1; k >= 0; --k, value /= 10)
+        out[k] = static_cast<char>('0' + value % 10);
+    return out + width;
 }
 
 // The text of mag * 10^-scale: "-12.340", "0.05".
@@ -510,6 +527,7 @@ bool ReadValue(DBTYPE type, const void* src, DBLENGTH cbSrc, DBDATACONVERT flags
     case DBTYPE_DBDATE: {
         DBDATE d = Load<DBDATE>(src);
         v.kind = Value::Kind::Stamp;
+        v.ts = DBTIMESTAMP{};
         v.ts.year = d.year;
         v.ts.month = d.month;
         v.ts.day = d.day;
@@ -519,6 +537,7 @@ bool ReadValue(DBTYPE type, const void* src, DBLENGTH cbSrc, DBDATACONVERT flags
     case DBTYPE_DBTIME: {
         DBTIME t = Load<DBTIME>(src);
         v.kind = Value::Kind::Stamp;
+        v.ts = DBTIMESTAMP{};
         v.ts.hour = t.hour;
         v.ts.minute = t.minute;
         v.ts.second = t.second;
@@ -653,7 +672,7 @@ DBSTATUS ToReal(const Value& v, double& out) {
             return DBSTATUS_E_CANTCONVERTVALUE;
         if (d.huge) {
             // Beyond 38 digits a numeric gives up, a double does not.
-            char buffer[128];
+            char buffer[128] = {};
             size_t n = 0;
             const size_t len = v.length < sizeof buffer - 1 ? v.length : 0;
             for (size_t k = 0; k < len; ++k) {
@@ -1037,18 +1056,31 @@ DBSTATUS FormatValue(const Value& v, char* out, size_t& n, Cut& cut) {
         DBSTATUS status = ToStamp(v, ts, date, time);
         if (status != DBSTATUS_S_OK)
             return status;
-        int len = 0;
-        if (date)
-            len += std::snprintf(out, 16, "%s%04d-%02u-%02u", ts.year < 0 ? "-" : "",
-                                 ts.year < 0 ? -ts.year : ts.year, ts.month, ts.day);
-        if (date && time)
-            out[len++] = ' ';
-        if (time) {
-            len += std::snprintf(out + len, 16, "%02u:%02u:%02u", ts.hour, ts.minute, ts.second);
-            if (ts.fraction != 0)
-                len += std::snprintf(out + len, 16, ".%09u", static_cast<unsigned>(ts.fraction));
+        // yyyy-mm-dd hh:mm:ss.fffffffff, the parts the value has.
+        char* p = out;
+        if (date) {
+            if (ts.year < 0)
+                *p++ = '-';
+            p = PutDigits(p, static_cast<unsigned>(ts.year < 0 ? -ts.year : ts.year), 4);
+            *p++ = '-';
+            p = PutDigits(p, ts.month, 2);
+            *p++ = '-';
+            p = PutDigits(p, ts.day, 2);
         }
-        n = static_cast<size_t>(len);
+        if (date && time)
+            *p++ = ' ';
+        if (time) {
+            p = PutDigits(p, ts.hour, 2);
+            *p++ = ':';
+            p = PutDigits(p, ts.minute, 2);
+            *p++ = ':';
+            p = PutDigits(p, ts.second, 2);
+            if (ts.fraction != 0) {
+                *p++ = '.';
+                p = PutDigits(p, ts.fraction, 9);
+            }
+        }
+        n = static_cast<size_t>(p - out);
         return DBSTATUS_S_OK;
     }
     case Value::Kind::Guid: {
@@ -1797,6 +1829,51 @@ Result WriteValue(DBTYPE src, const Value& v, const Request& rq) {
     }
 }
 
+// An integer into another integer type: widening always fits, narrowing and
+// changing sign are range-checked.
+Result ConvertInteger(DBTYPE src, const void* pSrc, const Request& rq) {
+    i128 v;
+    switch (src) {
+    case DBTYPE_I1:
+        v = Load<signed char>(pSrc);
+        break;
+    case DBTYPE_I2:
+        v = Load<SHORT>(pSrc);
+        break;
+    case DBTYPE_I4:
+        v = Load<LONG>(pSrc);
+        break;
+    case DBTYPE_I8:
+        v = Load<LONGLONG>(pSrc);
+        break;
+    case DBTYPE_UI1:
+        v = Load<BYTE>(pSrc);
+        break;
+    case DBTYPE_UI2:
+        v = Load<USHORT>(pSrc);
+        break;
+    case DBTYPE_UI4:
+        v = Load<ULONG>(pSrc);
+        break;
+    default:
+        v = Load<ULONGLONG>(pSrc);
+        break;
+    }
+    Result res;
+    res.length = FixedSize(rq.dst);
+    const bool isSigned =
+        rq.dst == DBTYPE_I1 || rq.dst == DBTYPE_I2 || rq.dst == DBTYPE_I4 || rq.dst == DBTYPE_I8;
+    const unsigned bits = 8 * static_cast<unsigned>(res.length);
+    const i128 hi = (static_cast<i128>(1) << (isSigned ? bits - 1 : bits)) - 1;
+    if (v < 0 && !isSigned)
+        res.status = DBSTATUS_E_SIGNMISMATCH;
+    else if (v > hi || v < -hi - 1)
+        res.status = DBSTATUS_E_DATAOVERFLOW;
+    else if (!rq.measure)
+        std::memcpy(rq.pDst, &v, res.length); // the low bytes, little-endian
+    return res;
+}
+
 Result Convert(DBTYPE src, DBLENGTH cbSrc, const void* pSrc, const Request& rq, int depth) {
     if (src & DBTYPE_BYREF) {
         pSrc = Load<const void*>(pSrc);
@@ -1844,6 +1921,9 @@ Result Convert(DBTYPE src, DBLENGTH cbSrc, const void* pSrc, const Request& rq, 
             std::memcpy(rq.pDst, pSrc, res.length);
         return res;
     }
+    // Integer to integer, the commonest conversion between different types.
+    if ((Bit(src) & Integers) && (Bit(rq.dst) & Integers))
+        return ConvertInteger(src, pSrc, rq);
     // The integers that travel as their raw bytes.
     if (rq.dst == DBTYPE_BYTES && IsRawInteger(src)) {
         Result res;
@@ -1865,7 +1945,8 @@ Result Convert(DBTYPE src, DBLENGTH cbSrc, const void* pSrc, const Request& rq, 
             std::memcpy(rq.pDst, pSrc, res.length);
         return res;
     }
-    Value v{};
+    // The large members are left for ReadValue to set with their kind.
+    Value v;
     if (!ReadValue(src, pSrc, cbSrc, rq.flags, v))
         return Fail(DBSTATUS_E_CANTCONVERTVALUE);
     return WriteValue(src, v, rq);
