@@ -104,17 +104,19 @@ Ptr<IDBCreateCommand> NewSession(IDBInitialize* dso) {
     Ptr<IDBCreateSession> factory;
     dso->QueryInterface(IID_IDBCreateSession, factory.OutVoid());
     Ptr<IDBCreateCommand> session;
-    if (factory)
+    if (factory) {
         EXPECT_EQ(factory->CreateSession(nullptr, IID_IDBCreateCommand, session.OutUnknown()),
                   S_OK);
+    }
     return session;
 }
 
 Ptr<ICommandText> NewCommand(IDBCreateCommand* session, const std::wstring& sql) {
     Ptr<ICommandText> command;
     EXPECT_EQ(session->CreateCommand(nullptr, IID_ICommandText, command.OutUnknown()), S_OK);
-    if (command)
+    if (command) {
         EXPECT_EQ(command->SetCommandText(DBGUID_DEFAULT, sql.c_str()), S_OK);
+    }
     return command;
 }
 
@@ -181,8 +183,9 @@ std::vector<Row> ReadAll(IRowset* rowset, size_t batch, size_t* batches) {
             }
             rows.push_back(std::move(row));
         }
-        if (obtained != 0)
+        if (obtained != 0) {
             EXPECT_EQ(rowset->ReleaseRows(obtained, handles, nullptr, nullptr, nullptr), S_OK);
+        }
         CoTaskMemFree(handles);
         if (hr != S_OK || obtained == 0)
             break;
@@ -199,6 +202,35 @@ std::vector<Row> Query(IDBCreateCommand* session, const std::wstring& sql, size_
     if (!rowset)
         return {};
     return ReadAll(rowset.Get(), batch);
+}
+
+DBBINDING& Layout::Add(DBORDINAL ordinal, DBTYPE type, DBLENGTH maxLen, DBPART parts) {
+    DBBINDING b{};
+    b.iOrdinal = ordinal;
+    b.obStatus = m_size;
+    b.obLength = m_size + 8;
+    b.obValue = m_size + 16;
+    b.dwPart = parts;
+    b.cbMaxLen = maxLen;
+    b.wType = type;
+    b.eParamIO = DBPARAMIO_INPUT;
+    m_size += 16 + ((maxLen + 7) & ~DBLENGTH{7});
+    m_bindings.push_back(b);
+    return m_bindings.back();
+}
+
+HACCESSOR Layout::Create(IUnknown* object, DBACCESSORFLAGS flags, HRESULT expected,
+                         std::vector<DBBINDSTATUS>* status) const {
+    Ptr<IAccessor> accessor;
+    object->QueryInterface(IID_IAccessor, accessor.OutVoid());
+    HACCESSOR h = DB_NULL_HACCESSOR;
+    std::vector<DBBINDSTATUS> local(m_bindings.size());
+    auto& st = status != nullptr ? *status : local;
+    st.resize(m_bindings.size());
+    EXPECT_EQ(accessor->CreateAccessor(flags, m_bindings.size(), m_bindings.data(), m_size, &h,
+                                       st.data()),
+              expected);
+    return h;
 }
 
 void ProviderTest::SetUp() {

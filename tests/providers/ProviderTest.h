@@ -87,6 +87,32 @@ std::vector<Row> Query(IDBCreateCommand* session, const std::wstring& sql, size_
 // Reads every row of an open rowset as text.
 std::vector<Row> ReadAll(IRowset* rowset, size_t batch = 20, size_t* batches = nullptr);
 
+// Bindings laid out one after the other: status, length, then the value,
+// each group 8-byte aligned; Size() is the row size.
+class Layout {
+public:
+    DBBINDING& Add(DBORDINAL ordinal, DBTYPE type, DBLENGTH maxLen,
+                   DBPART parts = DBPART_VALUE | DBPART_LENGTH | DBPART_STATUS);
+    const std::vector<DBBINDING>& Bindings() const { return m_bindings; }
+    DBLENGTH Size() const { return m_size; }
+    template <class T> T& Value(BYTE* row, size_t i) const {
+        return *reinterpret_cast<T*>(row + m_bindings[i].obValue);
+    }
+    DBSTATUS& Status(BYTE* row, size_t i) const {
+        return *reinterpret_cast<DBSTATUS*>(row + m_bindings[i].obStatus);
+    }
+    DBLENGTH& Length(BYTE* row, size_t i) const {
+        return *reinterpret_cast<DBLENGTH*>(row + m_bindings[i].obLength);
+    }
+    // An accessor of these bindings on object (a command or a rowset).
+    HACCESSOR Create(IUnknown* object, DBACCESSORFLAGS flags, HRESULT expected = S_OK,
+                     std::vector<DBBINDSTATUS>* status = nullptr) const;
+
+private:
+    std::vector<DBBINDING> m_bindings;
+    DBLENGTH m_size = 0;
+};
+
 // A command with the text set.
 Ptr<ICommandText> NewCommand(IDBCreateCommand* session, const std::wstring& sql);
 
