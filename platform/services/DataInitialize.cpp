@@ -10,7 +10,9 @@
 // enclosed in single or double quotes (the quote doubled inside stands for
 // itself), which lets it hold ';'. Keywords this service does not know are
 // left to the provider's own reading and ignored here. Provider takes the
-// braced class id only: there are no program ids on this platform.
+// braced class id only: there are no program ids on this platform. A data
+// source passed in through GetDataSource's out-parameter is given the
+// properties in place, and Provider is then not needed.
 #include "hdbplatform/ClassRegistry.h"
 #include "hdbplatform/MsDaSc.h"
 #include "hdbplatform/OleAuto.h"
@@ -179,45 +181,42 @@ public:
     HRESULT STDMETHODCALLTYPE GetDataSource(IUnknown* pUnkOuter, DWORD dwClsCtx,
                                             LPCOLESTR pwszInitializationString, REFIID riid,
                                             IUnknown** ppDataSource) override {
-        if (!ppDataSource)
-            return E_INVALIDARG;
-        // An object passed in would be initialised in place; that is not
-        // offered, so the caller's pointer is only ever an output.
-        *ppDataSource = nullptr;
-        if (!pwszInitializationString)
+        if (!ppDataSource || !pwszInitializationString)
             return E_INVALIDARG;
         std::vector<Pair> pairs;
-        try {
-            if (!ParseInitString(pwszInitializationString, pairs))
-                return DB_E_BADINITSTRING;
-        } catch (const std::bad_alloc&) {
-            return E_OUTOFMEMORY;
-        }
-        const Pair* provider = nullptr;
-        for (const Pair& pair : pairs)
-            if (pair.key == L"provider")
-                provider = &pair;
-        if (!provider)
-            return DB_E_BADINITSTRING;
-        CLSID clsid;
-        if (FAILED(CLSIDFromString(provider->value.c_str(), &clsid)))
-            return DB_E_BADINITSTRING;
-
-        IUnknown* object = nullptr;
-        HRESULT hr = CreateDBInstance(clsid, pUnkOuter, dwClsCtx, nullptr, IID_IUnknown, &object);
-        if (FAILED(hr))
-            return hr;
         std::vector<DBPROP> props;
         try {
-            if (!BuildProperties(pairs, props)) {
+            if (!ParseInitString(pwszInitializationString, pairs) ||
+                !BuildProperties(pairs, props)) {
                 ClearProperties(props);
-                object->Release();
                 return DB_E_BADINITSTRING;
             }
         } catch (const std::bad_alloc&) {
             ClearProperties(props);
-            object->Release();
             return E_OUTOFMEMORY;
+        }
+        // A data source passed in is given the properties in place (the
+        // caller keeps its reference); otherwise Provider names the class.
+        IUnknown* object = *ppDataSource;
+        const bool given = object != nullptr;
+        HRESULT hr = S_OK;
+        if (given) {
+            object->AddRef();
+        } else {
+            const Pair* provider = nullptr;
+            for (const Pair& pair : pairs)
+                if (pair.key == L"provider")
+                    provider = &pair;
+            CLSID clsid;
+            if (!provider || FAILED(CLSIDFromString(provider->value.c_str(), &clsid))) {
+                ClearProperties(props);
+                return DB_E_BADINITSTRING;
+            }
+            hr = CreateDBInstance(clsid, pUnkOuter, dwClsCtx, nullptr, IID_IUnknown, &object);
+            if (FAILED(hr)) {
+                ClearProperties(props);
+                return hr;
+            }
         }
         if (!props.empty()) {
             IDBProperties* properties = nullptr;
@@ -227,14 +226,13 @@ public:
                 hr = properties->SetProperties(1, &set);
                 properties->Release();
             }
-            ClearProperties(props);
-            // A property the provider does not take (DB_S_ERRORSOCCURRED) is
-            // left to Initialize to complain about; a refusal of all is an
-            // error now.
-            if (FAILED(hr)) {
-                object->Release();
-                return hr;
-            }
+        }
+        ClearProperties(props);
+        // A property the provider does not take (DB_S_ERRORSOCCURRED) is left
+        // to Initialize to complain about; a refusal of all is an error now.
+        if (FAILED(hr) || given) {
+            object->Release();
+            return FAILED(hr) ? hr : S_OK;
         }
         hr = object->QueryInterface(riid, reinterpret_cast<void**>(ppDataSource));
         object->Release();

@@ -124,7 +124,22 @@ TEST_F(DataInitializeTest, CreateDBInstanceReachesTheProviderByClassId) {
               S_OK);
     ASSERT_NE(ds, nullptr);
     EXPECT_EQ(g_live, 1);
+
+    // A data source handed in takes the string's properties in place.
+    IUnknown* same = ds;
+    EXPECT_EQ(
+        init_->GetDataSource(nullptr, CLSCTX_INPROC_SERVER, L"Data Source=x.db", IID_IUnknown, &ds),
+        S_OK);
+    EXPECT_EQ(ds, same);
+    EXPECT_EQ(g_live, 1);
+    EXPECT_EQ(g_props[DBPROP_INIT_DATASOURCE], L"x.db");
     ds->Release();
+
+    IUnknown* aggregated = nullptr;
+    EXPECT_EQ(init_->CreateDBInstance(CLSID_RecordingProvider, init_, CLSCTX_INPROC_SERVER, nullptr,
+                                      IID_IUnknown, &aggregated),
+              CLASS_E_NOAGGREGATION);
+    EXPECT_EQ(aggregated, nullptr);
 }
 
 TEST_F(DataInitializeTest, UnregisteredClassAnswersAsCoCreateInstanceDoes) {
