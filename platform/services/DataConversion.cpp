@@ -592,8 +592,14 @@ bool ParseText(const Value& v, Decimal& d) {
 
 // The integer part of v for an integer destination of range [lo, hi].
 DBSTATUS ToInteger(const Value& v, i128 lo, i128 hi, i128& out) {
-    bool neg = false;
-    u128 mag = 0;
+    // A magnitude that cannot fit 64 bits is out of every range.
+    auto fromMagnitude = [&](u128 mag, bool neg) {
+        if (mag > (static_cast<u128>(1) << 64))
+            return neg && mag != 0 && lo == 0 ? DBSTATUS_E_SIGNMISMATCH : DBSTATUS_E_DATAOVERFLOW;
+        out = neg ? -static_cast<i128>(mag) : static_cast<i128>(mag);
+        return DBSTATUS_S_OK;
+    };
+    DBSTATUS status = DBSTATUS_S_OK;
     switch (v.kind) {
     case Value::Kind::Signed:
         out = v.i;
@@ -617,9 +623,8 @@ DBSTATUS ToInteger(const Value& v, i128 lo, i128 hi, i128& out) {
         break;
     }
     case Value::Kind::Scaled:
-        neg = v.neg;
-        mag = v.scale > 0 ? v.mag / Powers.v[v.scale] : v.mag;
-        goto fromMagnitude;
+        status = fromMagnitude(v.scale > 0 ? v.mag / Powers.v[v.scale] : v.mag, v.neg);
+        break;
     case Value::Kind::Narrow:
     case Value::Kind::Wide: {
         Decimal d;
@@ -627,19 +632,14 @@ DBSTATUS ToInteger(const Value& v, i128 lo, i128 hi, i128& out) {
             return DBSTATUS_E_CANTCONVERTVALUE;
         if (d.huge)
             return d.neg && lo == 0 ? DBSTATUS_E_SIGNMISMATCH : DBSTATUS_E_DATAOVERFLOW;
-        neg = d.neg;
-        mag = d.scale > 0 ? d.mag / Powers.v[d.scale] : d.mag;
-        goto fromMagnitude;
+        status = fromMagnitude(d.scale > 0 ? d.mag / Powers.v[d.scale] : d.mag, d.neg);
+        break;
     }
     default:
         return DBSTATUS_E_CANTCONVERTVALUE;
     }
-    goto check;
-fromMagnitude:
-    if (mag > (static_cast<u128>(1) << 64))
-        return neg && lo == 0 ? DBSTATUS_E_SIGNMISMATCH : DBSTATUS_E_DATAOVERFLOW;
-    out = neg ? -static_cast<i128>(mag) : static_cast<i128>(mag);
-check:
+    if (status != DBSTATUS_S_OK)
+        return status;
     if (out < 0 && lo == 0)
         return DBSTATUS_E_SIGNMISMATCH;
     if (out < lo || out > hi)
