@@ -785,23 +785,6 @@ TEST_F(DataConvertTest, NumbersMeetDatesAndBytes) {
     ExpectError(DBSTATUS_E_CANTCONVERTVALUE);
 }
 
-// A provider's path: the plain function gives the same answers as the object.
-TEST_F(DataConvertTest, PlainEntryPointMatchesTheObject) {
-    wchar_t viaObject[32], direct[32];
-    double r8 = -1234.5;
-    Run(DBTYPE_R8, r8, DBTYPE_WSTR, viaObject, sizeof viaObject);
-    DBLENGTH length = 0;
-    DBSTATUS status = 0xdead;
-    EXPECT_EQ(HdbDataConvert(DBTYPE_R8, DBTYPE_WSTR, 0, &length, &r8, direct, sizeof direct,
-                             DBSTATUS_S_OK, &status, 0, 0, 0),
-              S_OK);
-    EXPECT_EQ(status, status_);
-    EXPECT_EQ(length, length_);
-    EXPECT_STREQ(direct, viaObject);
-    EXPECT_STREQ(direct, L"-1234.5");
-    EXPECT_EQ(HdbCanConvert(DBTYPE_R8, DBTYPE_WSTR), S_OK);
-}
-
 TEST(DataConvertInfo, VersionIsKeptAndAnswered) {
     IDCInfo* info = nullptr;
     ASSERT_EQ(CoCreateInstance(CLSID_OLEDB_CONVERSIONLIBRARY, nullptr, CLSCTX_INPROC_SERVER,
