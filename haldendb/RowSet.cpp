@@ -2,6 +2,11 @@
 
 #include "hdbplatform/AtlException.h"
 
+#ifdef _WIN32
+// The class id of the conversion library.
+#include <msdaguid.h>
+#endif
+
 #include <boost/multiprecision/cpp_int.hpp>
 
 #include <algorithm>
@@ -377,4 +382,936 @@ bool CRowSet::TransFormToDateTime(DBTIMESTAMP* timestamp, double value) {
     }
     timestamp->fraction = 0;
     return true;
+}
+
+// ================================================================== the rowset
+
+namespace {
+
+constexpr unsigned int MsgCantReleaseRowset = 15525;
+constexpr unsigned int MsgCantReleaseRows = 15526;
+constexpr unsigned int MsgCantGetNextRows = 15527;
+constexpr unsigned int MsgCantGetData = 15528;
+constexpr unsigned int MsgCantGetBlobInterface = 15530;
+constexpr unsigned int MsgError = 15531;
+constexpr unsigned int MsgDataTooBig = 15533;
+constexpr unsigned int MsgTypeMismatch = 15545;
+
+// The result code of a getter asked for a type it cannot give.
+constexpr HRESULT TypeMismatchResult = static_cast<HRESULT>(0xFFFFFFFF);
+
+// Stream reads after the first go in steps of this many characters.
+constexpr size_t StreamReadStep = 64001;
+// Fewer bytes than this in the first 8-bit read mean the stream is done.
+constexpr ULONG AnsiFirstReadComplete = 64000;
+
+// What NULL text and unconvertible columns give; shared by all rowsets and
+// never written.
+char g_EmptyAnsi[1] = "";
+wchar_t g_EmptyWide[1] = L"";
+// The text of the last date read with GetCurrColumnsChar, for the whole
+// process.
+char g_DateText[50] = "";
+
+// A value of the row buffer: groups follow each other without padding, so
+// values are read byte-wise.
+template <class T> T Load(const BYTE* place) {
+    T value;
+    std::memcpy(&value, place, sizeof(T));
+    return value;
+}
+
+template <class T> void Store(BYTE* place, const T& value) {
+    std::memcpy(place, &value, sizeof(T));
+}
+
+// The unsigned decimal number at the start of a text: 0 when the text does
+// not start with a digit or the number does not fit 64 bits.
+template <class Char> ULONGLONG LeadingUnsignedNumber(const Char* text) {
+    if (text == nullptr || text[0] < Char('0') || text[0] > Char('9'))
+        return 0;
+    ULONGLONG value = 0;
+    for (; *text >= Char('0') && *text <= Char('9'); ++text) {
+        const unsigned digit = static_cast<unsigned>(*text - Char('0'));
+        if (value > (ULLONG_MAX - digit) / 10)
+            return 0;
+        value = value * 10 + digit;
+    }
+    return value;
+}
+
+#define HDB_ROWSET_HELPER_ARGS                                                                     \
+    L"(const unsigned __int64,const struct CRowSet::db_col_access_helper &)"
+
+} // namespace
+
+// ------------------------------------------------------------------ lifecycle
+
+CRowSet::CRowSet(const CBaseOLEDBClass& other) : CBaseOLEDBClass(other, other.GetUIEnabled()) {}
+
+CRowSet::CRowSet(IRowset* rowset, const CBaseOLEDBClass& other)
+    : CBaseOLEDBClass(other, other.GetUIEnabled()), m_pIRowset(rowset) {}
+
+CRowSet::~CRowSet() {
+    try {
+        CRowSet::Release();
+    } catch (...) {
+        // A destructor must not throw; the report has been delivered already.
+    }
+}
+
+bool CRowSet::BuildRowSet(bool withBookmark, ULONG longColumnLength) {
+    // Accessor and bindings refer to the column descriptions: they go first.
+    m_pAccessor.reset();
+    m_pColumnBindings.reset();
+    m_pColumnsInfo.reset();
+    m_pColumnsInfo = std::make_unique<CColumnsInfo>(*this);
+    if (!m_pColumnsInfo->CreateColumnInfos())
+        return false;
+    m_pColumnBindings = std::make_unique<CColumnBindings>(*this);
+    if (!m_pColumnBindings->CreateBindings(withBookmark, m_bLongColumnsAsStreams, longColumnLength))
+        return false;
+    if (!BuildAccessor())
+        return false;
+    // Entries filled for an earlier result are kept.
+    const size_t helpers = static_cast<size_t>(m_pColumnBindings->GetColumnCount()) + 1;
+    if (m_ColAccessHelpers.size() < helpers)
+        m_ColAccessHelpers.resize(helpers);
+    return true;
+}
+
+bool CRowSet::BuildAccessor() {
+    m_pAccessor.reset();
+    m_pAccessor = std::make_unique<CAccessor>(*this);
+    return m_pAccessor->BuildAccessor();
+}
+
+bool CRowSet::Release() {
+    ReleaseRowStreams();
+    if (m_pRowData != nullptr) {
+        FreeTaskMemory(m_pRowData);
+        m_pRowData = nullptr;
+    }
+    if (m_pHRows != nullptr) {
+        if (m_pIRowset != nullptr && m_nRowsObtained != 0)
+            m_pIRowset->ReleaseRows(m_nRowsObtained, m_pHRows, nullptr, nullptr, nullptr);
+        FreeTaskMemory(m_pHRows);
+        m_pHRows = nullptr;
+        m_nHRowsCapacity = 0;
+    }
+    m_nRowsObtained = 0;
+    m_nCurrentRow = 0;
+    m_pAccessor.reset();
+    m_pColumnBindings.reset();
+    m_pColumnsInfo.reset();
+    if (m_pIRowset != nullptr) {
+        const ULONG remaining = m_pIRowset->Release();
+        // The count left is judged like a result code, so that a broken
+        // reference count still gets reported.
+        if (remaining != 0 && CheckError(static_cast<HRESULT>(remaining), MsgCantReleaseRowset,
+                                         HDB_SOURCE_POS(L"bool __cdecl CRowSet::Release(void)"),
+                                         CBasicStringView<wchar_t>()))
+            return false;
+        m_pIRowset = nullptr;
+    }
+    if (m_pIDataConvert != nullptr) {
+        m_pIDataConvert->Release();
+        m_pIDataConvert = nullptr;
+    }
+    return true;
+}
+
+bool CRowSet::AllocDataMemory() {
+    if (m_pRowData != nullptr)
+        return true;
+    if (!m_pColumnBindings)
+        return false;
+    const DBLENGTH size = m_pColumnBindings->GetColumnsSize();
+    m_pRowData = static_cast<BYTE*>(AllocTaskMem(size));
+    if (m_pRowData == nullptr)
+        return false;
+    std::memset(m_pRowData, 0, size);
+    return true;
+}
+
+bool CRowSet::SetupRowStructures() {
+    if (!m_pColumnBindings)
+        return false;
+    if (m_pHRows == nullptr) {
+        m_pHRows = static_cast<HROW*>(AllocTaskMem(m_nFetchRowCount * sizeof(HROW)));
+        m_nHRowsCapacity = m_pHRows != nullptr ? m_nFetchRowCount : 0;
+    }
+    if (!AllocDataMemory())
+        return false;
+    if (m_pHRows == nullptr)
+        return false;
+    return GetNextRowData() && m_nRowsObtained != 0;
+}
+
+bool CRowSet::GetNextRowData() {
+    if (m_pIRowset == nullptr || m_pHRows == nullptr)
+        return false;
+    m_nCurrentRow = 0;
+    m_nRowsObtained = 0;
+    HROW* rows = m_pHRows;
+    const DBCOUNTITEM asked = std::min(m_nFetchRowCount, m_nHRowsCapacity);
+    const HRESULT hr = m_pIRowset->GetNextRows(DB_NULL_HCHAPTER, 0, static_cast<DBROWCOUNT>(asked),
+                                               &m_nRowsObtained, &rows);
+    // A short last batch comes with DB_S_ENDOFROWSET, which is no failure.
+    if (hr != S_OK && CheckError(hr, MsgCantGetNextRows, m_pIRowset, IID_IRowset,
+                                 HDB_SOURCE_POS(L"bool __cdecl CRowSet::GetNextRowData(void)"),
+                                 CBasicStringView<wchar_t>()))
+        return false;
+    return m_nRowsObtained != 0;
+}
+
+bool CRowSet::FetchNext() {
+    if (m_pHRows != nullptr)
+        ++m_nCurrentRow;
+    else if (!SetupRowStructures())
+        return false;
+    if (m_pIRowset == nullptr)
+        return false;
+    if (m_nCurrentRow != m_nFetchRowCount && m_nCurrentRow != m_nRowsObtained)
+        return ReadData();
+
+    const HRESULT hr =
+        m_pIRowset->ReleaseRows(m_nRowsObtained, m_pHRows, nullptr, nullptr, nullptr);
+    if (hr != S_OK && CheckError(hr, MsgCantReleaseRows, m_pIRowset, IID_IRowset,
+                                 HDB_SOURCE_POS(L"bool __cdecl CRowSet::FetchNext(void)"),
+                                 CBasicStringView<wchar_t>()))
+        return false;
+    if (!GetNextRowData())
+        return false;
+    return ReadData();
+}
+
+bool CRowSet::ReadData() {
+    if (m_pIRowset == nullptr || !m_pAccessor || m_pHRows == nullptr || m_pRowData == nullptr ||
+        m_nCurrentRow >= m_nHRowsCapacity)
+        return false;
+    ReleaseRowStreams();
+    const HRESULT hr = m_pIRowset->GetData(m_pHRows[m_nCurrentRow],
+                                           static_cast<HACCESSOR>(*m_pAccessor), m_pRowData);
+    if (hr != S_OK && CheckError(hr, MsgCantGetData, m_pIRowset, IID_IRowset,
+                                 HDB_SOURCE_POS(L"bool __cdecl CRowSet::ReadData(void)"),
+                                 CBasicStringView<wchar_t>()))
+        return false;
+    m_bRowHoldsFetchedStreams = true;
+    return true;
+}
+
+void CRowSet::ReleaseRowStreams() {
+    const bool holds = m_bRowHoldsFetchedStreams;
+    m_bRowHoldsFetchedStreams = false;
+    if (!holds || m_pRowData == nullptr || !m_pColumnBindings)
+        return;
+    const DBBINDING* bindings = *m_pColumnBindings;
+    const DBORDINAL count = m_pColumnBindings->GetColumnCount();
+    for (DBORDINAL i = 0; bindings != nullptr && i < count; ++i) {
+        const DBBINDING& binding = bindings[i];
+        if (binding.wType != DBTYPE_IUNKNOWN ||
+            Load<DBSTATUS>(m_pRowData + binding.obStatus) != DBSTATUS_S_OK)
+            continue;
+        if (auto* stream = Load<IUnknown*>(m_pRowData + binding.obValue); stream != nullptr) {
+            Store<IUnknown*>(m_pRowData + binding.obValue, nullptr);
+            stream->Release();
+        }
+    }
+}
+
+bool CRowSet::MakeDataInRowNullptr(size_t ordinal) {
+    const db_col_access_helper& helper = HelperOf(ordinal);
+    const int status = StatusByte(helper);
+    if (status == DBSTATUS_S_ISNULL)
+        return false;
+    if (!m_pColumnBindings || helper.boundType != DBTYPE_IUNKNOWN)
+        return false;
+    if (status == DBSTATUS_E_CANTCREATE || m_pRowData == nullptr)
+        return false;
+    std::memset(m_pRowData + helper.dataPosition, 0, helper.dataSize);
+    return true;
+}
+
+// ------------------------------------------------------------------ columns
+
+size_t CRowSet::GetColumnsOrdinal(const CBasicStringView<wchar_t>& name) {
+    if (!m_pColumnsInfo)
+        return 0;
+    const size_t ordinal = static_cast<size_t>(m_pColumnsInfo->GetColumnsOrdinal(name));
+    if (ordinal >= m_ColAccessHelpers.size())
+        return ordinal;
+    db_col_access_helper& helper = m_ColAccessHelpers[ordinal];
+    if (helper.boundType != 0 || !m_pColumnBindings)
+        return ordinal;
+    const DBORDINAL index = m_pColumnBindings->GetColumnValue(ordinal);
+    helper.bindingIndex = index;
+    helper.boundType = m_pColumnBindings->GetFieldType(0, index);
+    // The description is looked up with the binding index as its ordinal.
+    helper.databaseType = m_pColumnBindings->GetDatabaseFieldType(0, index);
+    helper.statusPosition = m_pColumnBindings->GetStatusPosition(0, index);
+    helper.dataPosition = m_pColumnBindings->GetDataPosition(0, index);
+    helper.dataSize = m_pColumnBindings->GetColumnsSize(0, index);
+    return ordinal;
+}
+
+const CRowSet::db_col_access_helper& CRowSet::HelperOf(size_t ordinal) const {
+    static const db_col_access_helper unfilled{};
+    return ordinal < m_ColAccessHelpers.size() ? m_ColAccessHelpers[ordinal] : unfilled;
+}
+
+DBORDINAL CRowSet::GetColumnValue(DBORDINAL column) const {
+    return m_pColumnBindings ? m_pColumnBindings->GetColumnValue(column) : 0;
+}
+
+DBORDINAL CRowSet::GetColumnCount() const {
+    return m_pColumnsInfo ? m_pColumnsInfo->GetColumnCount() : 0;
+}
+
+CBasicStringView<wchar_t> CRowSet::GetColumnName(DBORDINAL ordinal) const {
+    return m_pColumnsInfo ? m_pColumnsInfo->GetColumnName(ordinal) : CBasicStringView<wchar_t>();
+}
+
+DBTYPE CRowSet::GetColumnsDataType(size_t ordinal) const {
+    if (ordinal < m_ColAccessHelpers.size() && m_ColAccessHelpers[ordinal].boundType != 0)
+        return m_ColAccessHelpers[ordinal].databaseType;
+    return m_pColumnsInfo ? m_pColumnsInfo->GetDataType(ordinal)
+                          : static_cast<DBTYPE>(DBTYPE_EMPTY);
+}
+
+DBTYPE CRowSet::GetFieldType(DBCOUNTITEM row, DBORDINAL index) const {
+    return m_pColumnBindings ? m_pColumnBindings->GetFieldType(row, index)
+                             : static_cast<DBTYPE>(DBTYPE_EMPTY);
+}
+
+DBTYPE CRowSet::GetDatabaseFieldType(DBCOUNTITEM row, DBORDINAL ordinal) const {
+    return m_pColumnBindings ? m_pColumnBindings->GetDatabaseFieldType(row, ordinal)
+                             : static_cast<DBTYPE>(DBTYPE_EMPTY);
+}
+
+#define HDB_FORWARD_PREDICATE(name)                                                                \
+    bool CRowSet::name(DBORDINAL column) const {                                                   \
+        return m_pColumnBindings && m_pColumnBindings->name(column);                               \
+    }
+HDB_FORWARD_PREDICATE(IsBOOL)
+HDB_FORWARD_PREDICATE(IsByte)
+HDB_FORWARD_PREDICATE(IsUnsignedByte)
+HDB_FORWARD_PREDICATE(IsInteger)
+HDB_FORWARD_PREDICATE(IsUnsignedInteger)
+HDB_FORWARD_PREDICATE(IsLong)
+HDB_FORWARD_PREDICATE(IsUnsignedLong)
+HDB_FORWARD_PREDICATE(IsInt64)
+HDB_FORWARD_PREDICATE(IsUnsignedInt64)
+HDB_FORWARD_PREDICATE(IsFloat)
+HDB_FORWARD_PREDICATE(IsDouble)
+HDB_FORWARD_PREDICATE(IsNumeric)
+HDB_FORWARD_PREDICATE(IsVarNumeric)
+HDB_FORWARD_PREDICATE(IsString)
+HDB_FORWARD_PREDICATE(IsUnicodeString)
+HDB_FORWARD_PREDICATE(IsDate)
+HDB_FORWARD_PREDICATE(IsTime)
+HDB_FORWARD_PREDICATE(IsTimeStamp)
+HDB_FORWARD_PREDICATE(IsDateOrTime)
+HDB_FORWARD_PREDICATE(IsStreamInterface)
+HDB_FORWARD_PREDICATE(IsDatabaseTypeUnicodeString)
+#undef HDB_FORWARD_PREDICATE
+
+// ------------------------------------------------------------------ raw access
+
+int CRowSet::StatusByte(const db_col_access_helper& helper) const {
+    if (m_pRowData == nullptr || helper.statusPosition == 0)
+        return -1;
+    return m_pRowData[helper.statusPosition];
+}
+
+const BYTE* CRowSet::ValueOf(const db_col_access_helper& helper) const {
+    if (m_pRowData == nullptr || !m_pColumnBindings)
+        return nullptr;
+    if (StatusByte(helper) == DBSTATUS_S_ISNULL)
+        return nullptr;
+    return m_pRowData + helper.dataPosition;
+}
+
+void* CRowSet::GetCurrColumnsData(size_t, const db_col_access_helper& helper) const {
+    return const_cast<BYTE*>(ValueOf(helper));
+}
+
+DBSTATUS CRowSet::GetCurrColumnsStatus(size_t, const db_col_access_helper& helper) const {
+    const int status = StatusByte(helper);
+    return status < 0 ? static_cast<DBSTATUS>(DBSTATUS_E_BADSTATUS) : static_cast<DBSTATUS>(status);
+}
+
+bool CRowSet::CurrColHasData(size_t, const db_col_access_helper& helper) const {
+    const int status = StatusByte(helper);
+    return status < 0 || status != DBSTATUS_S_ISNULL;
+}
+
+bool CRowSet::CurrColHasDataTruncated(size_t, const db_col_access_helper& helper) const {
+    const int status = StatusByte(helper);
+    return status < 0 || status != DBSTATUS_S_TRUNCATED;
+}
+
+bool CRowSet::CurrColHasInterfaceCreated(size_t, const db_col_access_helper& helper) const {
+    const int status = StatusByte(helper);
+    return status < 0 || status != DBSTATUS_E_CANTCREATE;
+}
+
+bool CRowSet::CurrColHasStatus(size_t, DBSTATUS status, const db_col_access_helper& helper) const {
+    const int current = StatusByte(helper);
+    if (current < 0)
+        return status != DBSTATUS_E_BADSTATUS;
+    return static_cast<DBSTATUS>(current) != status;
+}
+
+DBLENGTH CRowSet::GetCurrColumnsLength(size_t ordinal, DBORDINAL bindingIndex) const {
+    if (!m_pColumnBindings || ordinal > GetColumnCount())
+        return 0;
+    return m_pColumnBindings->GetColumnsSize(0, bindingIndex);
+}
+
+BYTE CRowSet::GetCurrColumnsPrecision(DBORDINAL column) const {
+    if (!m_pColumnsInfo || column == 0 || column > m_pColumnsInfo->GetColumnCount())
+        return 16;
+    try {
+        return (*m_pColumnsInfo)[column - 1].bPrecision;
+    } catch (const CColumnsInfo::CColumnsInfoException&) {
+        return 16;
+    }
+}
+
+BYTE CRowSet::GetCurrColumnsScale(DBORDINAL column) const {
+    if (!m_pColumnsInfo || column == 0 || column > m_pColumnsInfo->GetColumnCount())
+        return 0;
+    try {
+        return (*m_pColumnsInfo)[column - 1].bScale;
+    } catch (const CColumnsInfo::CColumnsInfoException&) {
+        return 0;
+    }
+}
+
+void CRowSet::ReportTypeMismatch(const LoggingSourcePos& position) {
+    CheckError(TypeMismatchResult, MsgTypeMismatch, m_pIRowset, IID_IRowset, position,
+               CBasicStringView<wchar_t>());
+}
+
+// ------------------------------------------------------------------ typed getters
+
+double CRowSet::GetCurrColumnsLONG(size_t ordinal, const db_col_access_helper& helper) {
+    const BYTE* value = ValueOf(helper);
+    switch (helper.boundType) {
+    case DBTYPE_I2:
+        return value ? Load<SHORT>(value) : 0.0;
+    case DBTYPE_I4:
+        return value ? Load<LONG>(value) : 0.0;
+    case DBTYPE_R4:
+        return value ? Load<float>(value) : 0.0;
+    case DBTYPE_R8:
+        return value ? Load<double>(value) : 0.0;
+    case DBTYPE_BOOL:
+        return value && (value[0] & 1) != 0 ? 1.0 : 0.0;
+    case DBTYPE_I1:
+        return value ? static_cast<signed char>(value[0]) : 0.0;
+    case DBTYPE_UI1:
+        return value ? value[0] : 0.0;
+    case DBTYPE_UI2:
+    case DBTYPE_UI4:
+        // Four bytes for both: a UI2 value is followed by its binding's
+        // spare bytes, which the provider leaves zero.
+        return value ? Load<ULONG>(value) : 0.0;
+    case DBTYPE_I8:
+    case DBTYPE_UI8:
+        return value ? static_cast<double>(Load<LONGLONG>(value)) : 0.0;
+    case DBTYPE_STR:
+        return value ? std::strtod(reinterpret_cast<const char*>(value), nullptr) : 0.0;
+    case DBTYPE_WSTR:
+        return value ? std::wcstod(reinterpret_cast<const wchar_t*>(value), nullptr) : 0.0;
+    case DBTYPE_NUMERIC: {
+        if (!value)
+            return 0.0;
+        const DB_NUMERIC numeric = Load<DB_NUMERIC>(value);
+        return TransFormFromNumeric(&numeric);
+    }
+    case DBTYPE_DBDATE:
+    case DBTYPE_DBTIME:
+    case DBTYPE_DBTIMESTAMP:
+        return static_cast<DATE>(GetCurrColumnsOleDateTime(ordinal, helper, nullptr));
+    case DBTYPE_VARNUMERIC:
+        return value ? TransFormFromVarNumeric(reinterpret_cast<const DB_VARNUMERIC*>(value)) : 0.0;
+    default:
+        ReportTypeMismatch(
+            HDB_SOURCE_POS(L"double __cdecl CRowSet::GetCurrColumnsLONG" HDB_ROWSET_HELPER_ARGS));
+        return 0.0;
+    }
+}
+
+double CRowSet::GetCurrColumnsLONG(size_t ordinal) {
+    return GetCurrColumnsLONG(ordinal, HelperOf(ordinal));
+}
+
+LONGLONG CRowSet::GetCurrColumnsInt64(size_t ordinal, const db_col_access_helper& helper) {
+    const BYTE* value = ValueOf(helper);
+    switch (helper.boundType) {
+    case DBTYPE_I2:
+        return value ? Load<SHORT>(value) : 0;
+    case DBTYPE_I4:
+        return value ? Load<LONG>(value) : 0;
+    case DBTYPE_I1:
+        return value ? static_cast<signed char>(value[0]) : 0;
+    case DBTYPE_BOOL:
+        return value ? (value[0] & 1) : 0;
+    case DBTYPE_UI1:
+        return value ? value[0] : 0;
+    case DBTYPE_UI2:
+    case DBTYPE_UI4:
+        return value ? Load<ULONG>(value) : 0;
+    case DBTYPE_I8:
+    case DBTYPE_UI8:
+        return value ? Load<LONGLONG>(value) : 0;
+    case DBTYPE_STR:
+        return value ? _atoi64(reinterpret_cast<const char*>(value)) : 0;
+    case DBTYPE_WSTR:
+        return value ? _wtoi64(reinterpret_cast<const wchar_t*>(value)) : 0;
+    case DBTYPE_NUMERIC: {
+        if (!value)
+            return 0;
+        const DB_NUMERIC numeric = Load<DB_NUMERIC>(value);
+        return TransFormFromNumericInt(&numeric);
+    }
+    case DBTYPE_DBDATE:
+    case DBTYPE_DBTIME:
+    case DBTYPE_DBTIMESTAMP:
+        return TruncateToInt64(
+            static_cast<DATE>(GetCurrColumnsOleDateTime(ordinal, helper, nullptr)));
+    case DBTYPE_VARNUMERIC:
+        // The unsigned read on purpose: it keeps the full 64 bits of large
+        // positive values.
+        return value ? static_cast<LONGLONG>(TransFormFromVarNumericUnsignedInt(
+                           reinterpret_cast<const DB_VARNUMERIC*>(value)))
+                     : 0;
+    default:
+        ReportTypeMismatch(
+            HDB_SOURCE_POS(L"__int64 __cdecl CRowSet::GetCurrColumnsInt64" HDB_ROWSET_HELPER_ARGS));
+        return 0;
+    }
+}
+
+LONGLONG CRowSet::GetCurrColumnsInt64(size_t ordinal) {
+    return GetCurrColumnsInt64(ordinal, HelperOf(ordinal));
+}
+
+ULONGLONG CRowSet::GetCurrColumnsDWORD64(size_t ordinal, const db_col_access_helper& helper) {
+    const BYTE* value = ValueOf(helper);
+    switch (helper.boundType) {
+    case DBTYPE_I2:
+    case DBTYPE_I4:
+    case DBTYPE_BOOL:
+    case DBTYPE_I1:
+    case DBTYPE_UI1:
+    case DBTYPE_UI2:
+    case DBTYPE_UI4:
+        return static_cast<ULONGLONG>(GetCurrColumnsInt64(ordinal, helper));
+    case DBTYPE_I8:
+        // Through a double: beyond 2^53 precision goes, negative values
+        // arrive in two's complement.
+        return value ? TruncateToUInt64(static_cast<double>(Load<LONGLONG>(value))) : 0;
+    case DBTYPE_UI8:
+        return value ? Load<ULONGLONG>(value) : 0;
+    case DBTYPE_STR:
+        return value ? LeadingUnsignedNumber(reinterpret_cast<const char*>(value)) : 0;
+    case DBTYPE_WSTR:
+        return value ? LeadingUnsignedNumber(reinterpret_cast<const wchar_t*>(value)) : 0;
+    case DBTYPE_NUMERIC: {
+        if (!value)
+            return 0;
+        const DB_NUMERIC numeric = Load<DB_NUMERIC>(value);
+        return TransFormFromNumericUnsignedInt(&numeric);
+    }
+    case DBTYPE_VARNUMERIC:
+        return value ? TransFormFromVarNumericUnsignedInt(
+                           reinterpret_cast<const DB_VARNUMERIC*>(value))
+                     : 0;
+    default:
+        ReportTypeMismatch(HDB_SOURCE_POS(
+            L"unsigned __int64 __cdecl CRowSet::GetCurrColumnsDWORD64" HDB_ROWSET_HELPER_ARGS));
+        return 0;
+    }
+}
+
+ULONGLONG CRowSet::GetCurrColumnsDWORD64(size_t ordinal) {
+    return GetCurrColumnsDWORD64(ordinal, HelperOf(ordinal));
+}
+
+char* CRowSet::GetCurrColumnsChar(size_t ordinal, const db_col_access_helper& helper) {
+    switch (helper.boundType) {
+    case DBTYPE_IUNKNOWN:
+        return ReadAnsiFromSequentialStream(ordinal, helper);
+    case DBTYPE_STR: {
+        const BYTE* value = ValueOf(helper);
+        return value ? reinterpret_cast<char*>(const_cast<BYTE*>(value)) : g_EmptyAnsi;
+    }
+    case DBTYPE_NUMERIC: {
+        const double number = GetCurrColumnsLONG(ordinal, helper);
+        if (!m_pAnsiReadBuffer)
+            m_pAnsiReadBuffer.reset(new (std::nothrow) char[m_nAnsiReadCapacity]);
+        if (!m_pAnsiReadBuffer)
+            return g_EmptyAnsi;
+        if (sprintf_s(m_pAnsiReadBuffer.get(), m_nAnsiReadCapacity, "%G", number) < 0)
+            m_pAnsiReadBuffer[0] = '\0';
+        return m_pAnsiReadBuffer.get();
+    }
+    case DBTYPE_DBDATE:
+    case DBTYPE_DBTIME:
+    case DBTYPE_DBTIMESTAMP: {
+        unsigned short milliseconds = 0;
+        const COleDateTime date = GetCurrColumnsOleDateTime(ordinal, helper, &milliseconds);
+        const bool valid = date.GetStatus() == COleDateTime::valid;
+        if (sprintf_s(g_DateText, sizeof(g_DateText), "%.4d-%.2d-%.2d %.2d:%.2d:%.2d.%.3d",
+                      valid ? date.GetYear() : -1, valid ? date.GetMonth() : -1,
+                      valid ? date.GetDay() : -1, valid ? date.GetHour() : -1,
+                      valid ? date.GetMinute() : -1, valid ? date.GetSecond() : -1,
+                      static_cast<int>(milliseconds)) < 0)
+            g_DateText[0] = '\0';
+        return g_DateText;
+    }
+    default:
+        ReportTypeMismatch(
+            HDB_SOURCE_POS(L"char *__cdecl CRowSet::GetCurrColumnsChar" HDB_ROWSET_HELPER_ARGS));
+        return g_EmptyAnsi;
+    }
+}
+
+char* CRowSet::GetCurrColumnsChar(size_t ordinal) {
+    return GetCurrColumnsChar(ordinal, HelperOf(ordinal));
+}
+
+wchar_t* CRowSet::GetCurrColumnsWchar(size_t ordinal, const db_col_access_helper& helper) {
+    if (helper.boundType == DBTYPE_WSTR) {
+        const BYTE* value = ValueOf(helper);
+        return value ? reinterpret_cast<wchar_t*>(const_cast<BYTE*>(value)) : g_EmptyWide;
+    }
+    if (helper.databaseType == DBTYPE_WSTR) {
+        if (m_bLongColumnsAsStreams)
+            return ReadUnicodeFromSequentialStream(ordinal, helper);
+        // A long wide column bound as 8-bit text: handed out as it lies.
+        const BYTE* value = ValueOf(helper);
+        return value ? reinterpret_cast<wchar_t*>(const_cast<BYTE*>(value)) : g_EmptyWide;
+    }
+    ReportTypeMismatch(
+        HDB_SOURCE_POS(L"wchar_t *__cdecl CRowSet::GetCurrColumnsWchar" HDB_ROWSET_HELPER_ARGS));
+    return g_EmptyWide;
+}
+
+wchar_t* CRowSet::GetCurrColumnsWchar(size_t ordinal) {
+    return GetCurrColumnsWchar(ordinal, HelperOf(ordinal));
+}
+
+wchar_t* CRowSet::GetCurrColumnsTchar(size_t ordinal, bool& mustFree) {
+    const db_col_access_helper& helper = HelperOf(ordinal);
+    if (helper.boundType == DBTYPE_WSTR) {
+        mustFree = false;
+        return GetCurrColumnsWchar(ordinal, helper);
+    }
+    const char* text = GetCurrColumnsChar(ordinal, helper);
+    const int length = MultiByteToWideChar(CP_THREAD_ACP, 0, text, -1, nullptr, 0);
+    wchar_t* wide = new wchar_t[length > 0 ? length : 1];
+    if (length <= 0 || MultiByteToWideChar(CP_THREAD_ACP, 0, text, -1, wide, length) <= 0)
+        wide[0] = L'\0';
+    mustFree = true;
+    return wide;
+}
+
+std::optional<unsigned char> CRowSet::GetCurrColumnsTinyInt(size_t,
+                                                            const db_col_access_helper& helper) {
+    if (helper.boundType == DBTYPE_UI1) {
+        const BYTE* value = ValueOf(helper);
+        if (!value)
+            return std::nullopt;
+        return value[0];
+    }
+    ReportTypeMismatch(HDB_SOURCE_POS(L"class std::optional<unsigned char> __cdecl "
+                                      L"CRowSet::GetCurrColumnsTinyInt" HDB_ROWSET_HELPER_ARGS));
+    return static_cast<unsigned char>(0);
+}
+
+std::optional<unsigned char> CRowSet::GetCurrColumnsTinyInt(size_t ordinal) {
+    return GetCurrColumnsTinyInt(ordinal, HelperOf(ordinal));
+}
+
+COleDateTime CRowSet::GetCurrColumnsOleDateTime(size_t, const db_col_access_helper& helper,
+                                                unsigned short* milliseconds) {
+    if (milliseconds != nullptr)
+        *milliseconds = 0;
+    const BYTE* value = ValueOf(helper);
+    switch (helper.boundType) {
+    case DBTYPE_DBDATE: {
+        if (!value)
+            return TransFormFromOleDate(nullptr);
+        const DBDATE date = Load<DBDATE>(value);
+        return TransFormFromOleDate(&date);
+    }
+    case DBTYPE_DBTIME: {
+        if (!value)
+            return TransFormFromOleTime(nullptr);
+        const DBTIME time = Load<DBTIME>(value);
+        return TransFormFromOleTime(&time);
+    }
+    case DBTYPE_DBTIMESTAMP: {
+        if (!value)
+            return TransFormFromOleDateTime(nullptr, milliseconds);
+        const DBTIMESTAMP timestamp = Load<DBTIMESTAMP>(value);
+        return TransFormFromOleDateTime(&timestamp, milliseconds);
+    }
+    default:
+        ReportTypeMismatch(HDB_SOURCE_POS(
+            L"class ATL::COleDateTime __cdecl CRowSet::GetCurrColumnsOleDateTime(const unsigned "
+            L"__int64,const struct CRowSet::db_col_access_helper &,unsigned short *)"));
+        return COleDateTime();
+    }
+}
+
+CTime CRowSet::GetCurrColumnsDateTime(size_t ordinal, unsigned short* milliseconds) {
+    if (milliseconds != nullptr)
+        *milliseconds = 0;
+    const db_col_access_helper& helper = HelperOf(ordinal);
+    const BYTE* value = ValueOf(helper);
+    switch (helper.boundType) {
+    case DBTYPE_DBDATE: {
+        if (!value)
+            return CTime(0);
+        const DBDATE date = Load<DBDATE>(value);
+        return TransFormFromDate(&date);
+    }
+    case DBTYPE_DBTIME: {
+        if (!value)
+            return TransFormFromTime(nullptr);
+        const DBTIME time = Load<DBTIME>(value);
+        return TransFormFromTime(&time);
+    }
+    case DBTYPE_DBTIMESTAMP: {
+        if (!value)
+            return CTime(0);
+        const DBTIMESTAMP timestamp = Load<DBTIMESTAMP>(value);
+        return TransFormFromDateTime(&timestamp, milliseconds);
+    }
+    default:
+        ReportTypeMismatch(HDB_SOURCE_POS(L"class ATL::CTime __cdecl "
+                                          L"CRowSet::GetCurrColumnsDateTime(const unsigned "
+                                          L"__int64,unsigned short *)"));
+        return CTime(0);
+    }
+}
+
+DB_VERSIONNUMBER CRowSet::GetCurrColumnsDB_VERSIONNUMBER(size_t ordinal) {
+    static const double factor = std::pow(10.0, 4);
+    const double value = GetCurrColumnsLONG(ordinal);
+    const double scaled = value * factor;
+    return DB_VERSIONNUMBER(std::round(scaled) > scaled ? value + 0.0001 : value);
+}
+
+DB_ENUM_CHANGE CRowSet::GetCurrColumnsDB_ENUM_CHANGE(size_t ordinal) {
+    const ULONGLONG value = static_cast<ULONGLONG>(GetCurrColumnsInt64(ordinal));
+    return DB_ENUM_CHANGE(static_cast<LONG>(static_cast<ULONG>(value)));
+}
+
+// ------------------------------------------------------------------ writing
+
+bool CRowSet::SetCurrColumnsData(DBORDINAL column, const void* source, ULONGLONG count) {
+    const DBORDINAL columns = GetColumnCount();
+    if (column <= columns && AllocDataMemory()) {
+        const DBORDINAL index = GetColumnValue(column);
+        const DBLENGTH rowSize = m_pColumnBindings->GetColumnsSize();
+        const DBBYTEOFFSET position = m_pColumnBindings->GetDataPosition(0, index);
+        // The size test is against the whole row, so a value may run on into
+        // the groups that follow; never past the end of the buffer, though.
+        if (index < m_pColumnBindings->GetColumnCount() && count < rowSize &&
+            position + count <= rowSize) {
+            if (count != 0)
+                std::memcpy(m_pRowData + position, source, count);
+            m_bRowHoldsFetchedStreams = false;
+            return true;
+        }
+    }
+    OutputError(MsgError, MsgDataTooBig,
+                HDB_SOURCE_POS(L"bool __cdecl CRowSet::SetCurrColumnsData(const unsigned "
+                               L"__int64,const void *,const unsigned __int64)"));
+    return false;
+}
+
+void CRowSet::SetCurrColumnsLength(DBORDINAL column, ULONGLONG length) {
+    if (column > GetColumnCount() || !AllocDataMemory())
+        return;
+    const DBORDINAL index = GetColumnValue(column);
+    if (index >= m_pColumnBindings->GetColumnCount())
+        return;
+    Store<DBLENGTH>(m_pRowData + m_pColumnBindings->GetLengthPosition(0, index), length);
+}
+
+void CRowSet::SetCurrColumnsStatus(DBORDINAL column, DBSTATUS status) {
+    if (column > GetColumnCount() || !AllocDataMemory())
+        return;
+    const DBORDINAL index = GetColumnValue(column);
+    if (index >= m_pColumnBindings->GetColumnCount())
+        return;
+    m_bRowHoldsFetchedStreams = false;
+    Store<DBSTATUS>(m_pRowData + m_pColumnBindings->GetStatusPosition(0, index), status);
+}
+
+// ------------------------------------------------------------------ streams
+
+ISequentialStream* CRowSet::StreamInRow(const db_col_access_helper& helper) const {
+    const int status = StatusByte(helper);
+    if (m_pRowData == nullptr || helper.boundType != DBTYPE_IUNKNOWN ||
+        status == DBSTATUS_S_ISNULL || status == DBSTATUS_E_CANTCREATE)
+        return nullptr;
+    return Load<ISequentialStream*>(m_pRowData + helper.dataPosition);
+}
+
+void CRowSet::GiveBackStream(ISequentialStream* stream, const db_col_access_helper& helper) {
+    if (m_pRowData != nullptr && helper.boundType == DBTYPE_IUNKNOWN)
+        Store<ISequentialStream*>(m_pRowData + helper.dataPosition, nullptr);
+    stream->Release();
+}
+
+ISequentialStream* CRowSet::GetCurrColumnsSequentialStream(size_t ordinal,
+                                                           const db_col_access_helper& helper) {
+    if (StatusByte(helper) == DBSTATUS_S_ISNULL)
+        return nullptr;
+    if (!IsStreamInterface(ordinal) || helper.boundType != DBTYPE_IUNKNOWN)
+        return nullptr;
+    if (ISequentialStream* stream = StreamInRow(helper); stream != nullptr)
+        return stream;
+    CheckError(TypeMismatchResult, MsgCantGetBlobInterface, m_pIRowset, IID_IRowset,
+               HDB_SOURCE_POS(L"struct ISequentialStream *__cdecl "
+                              L"CRowSet::GetCurrColumnsSequentialStream" HDB_ROWSET_HELPER_ARGS),
+               CBasicStringView<wchar_t>());
+    return nullptr;
+}
+
+ISequentialStream* CRowSet::GetCurrColumnsSequentialStream(size_t ordinal) {
+    return GetCurrColumnsSequentialStream(ordinal, HelperOf(ordinal));
+}
+
+bool CRowSet::FreeSequentialStreamAllocator(size_t ordinal) {
+    const db_col_access_helper& helper = HelperOf(ordinal);
+    ISequentialStream* stream = StreamInRow(helper);
+    if (stream == nullptr)
+        return false;
+    GiveBackStream(stream, helper);
+    return true;
+}
+
+char* CRowSet::ReadAnsiFromSequentialStream(size_t ordinal, const db_col_access_helper& helper) {
+    if (!m_pAnsiReadBuffer)
+        m_pAnsiReadBuffer.reset(new (std::nothrow) char[m_nAnsiReadCapacity]);
+    if (m_pAnsiReadBuffer)
+        m_pAnsiReadBuffer[0] = '\0';
+    ISequentialStream* stream = GetCurrColumnsSequentialStream(ordinal, helper);
+    if (!m_pAnsiReadBuffer || stream == nullptr) {
+        if (stream != nullptr)
+            GiveBackStream(stream, helper);
+        ReportTypeMismatch(HDB_SOURCE_POS(
+            L"char *__cdecl CRowSet::ReadAnsiFromSequentialStream" HDB_ROWSET_HELPER_ARGS));
+        return g_EmptyAnsi;
+    }
+
+    ULONG read = 0;
+    stream->Read(m_pAnsiReadBuffer.get(), static_cast<ULONG>(m_nAnsiReadCapacity - 1), &read);
+    m_pAnsiReadBuffer[read] = '\0';
+    if (read >= AnsiFirstReadComplete) {
+        // More may follow: grow by one step at a time, keeping what was read,
+        // until a read comes back short.
+        try {
+            for (;;) {
+                const size_t previous = m_nAnsiReadCapacity;
+                const size_t capacity = previous + StreamReadStep;
+                std::unique_ptr<char[]> grown(new char[capacity]);
+                const size_t kept = strnlen(m_pAnsiReadBuffer.get(), previous - 1);
+                std::memcpy(grown.get(), m_pAnsiReadBuffer.get(), kept);
+                grown[kept] = '\0';
+                m_pAnsiReadBuffer = std::move(grown);
+                m_nAnsiReadCapacity = capacity;
+                char* at = m_pAnsiReadBuffer.get() + capacity - (StreamReadStep + 1);
+                read = 0;
+                stream->Read(at, static_cast<ULONG>(StreamReadStep), &read);
+                at[read] = '\0';
+                if (read < StreamReadStep)
+                    break;
+            }
+        } catch (...) {
+            // Out of memory: the text read so far is the answer.
+        }
+    }
+    GiveBackStream(stream, helper);
+    return m_pAnsiReadBuffer.get();
+}
+
+char* CRowSet::ReadAnsiFromSequentialStream(size_t ordinal) {
+    return ReadAnsiFromSequentialStream(ordinal, HelperOf(ordinal));
+}
+
+wchar_t* CRowSet::ReadUnicodeFromSequentialStream(size_t ordinal,
+                                                  const db_col_access_helper& helper) {
+    constexpr size_t CharSize = sizeof(wchar_t);
+    if (!m_pUnicodeReadBuffer)
+        m_pUnicodeReadBuffer.reset(new (std::nothrow) wchar_t[m_nUnicodeReadCapacity]);
+    if (m_pUnicodeReadBuffer)
+        m_pUnicodeReadBuffer[0] = L'\0';
+    ISequentialStream* stream = GetCurrColumnsSequentialStream(ordinal, helper);
+    if (!m_pUnicodeReadBuffer || stream == nullptr) {
+        if (stream != nullptr)
+            GiveBackStream(stream, helper);
+        ReportTypeMismatch(HDB_SOURCE_POS(
+            L"wchar_t *__cdecl CRowSet::ReadUnicodeFromSequentialStream" HDB_ROWSET_HELPER_ARGS));
+        return g_EmptyWide;
+    }
+
+    const ULONG firstRequest = static_cast<ULONG>(m_nUnicodeReadCapacity * CharSize - CharSize);
+    ULONG read = 0;
+    stream->Read(m_pUnicodeReadBuffer.get(), firstRequest, &read);
+    m_pUnicodeReadBuffer[read / CharSize] = L'\0';
+    if (read >= firstRequest) {
+        constexpr ULONG StepBytes = static_cast<ULONG>(StreamReadStep * CharSize);
+        try {
+            for (;;) {
+                const size_t previous = m_nUnicodeReadCapacity;
+                const size_t capacity = previous + StreamReadStep;
+                std::unique_ptr<wchar_t[]> grown(new wchar_t[capacity]);
+                wcsncpy_s(grown.get(), capacity, m_pUnicodeReadBuffer.get(), previous - 1);
+                m_pUnicodeReadBuffer = std::move(grown);
+                m_nUnicodeReadCapacity = capacity;
+                wchar_t* at = m_pUnicodeReadBuffer.get() + capacity - (StreamReadStep + 1);
+                read = 0;
+                stream->Read(at, StepBytes, &read);
+                at[read / CharSize] = L'\0';
+                if (read < StepBytes)
+                    break;
+            }
+        } catch (...) {
+            // Out of memory: the text read so far is the answer.
+        }
+    }
+    GiveBackStream(stream, helper);
+    return m_pUnicodeReadBuffer.get();
+}
+
+wchar_t* CRowSet::ReadUnicodeFromSequentialStream(size_t ordinal) {
+    return ReadUnicodeFromSequentialStream(ordinal, HelperOf(ordinal));
+}
+
+// ------------------------------------------------------------------ conversion
+
+IDataConvert* CRowSet::GetIDataConverter() const {
+    if (m_pIDataConvert != nullptr)
+        return m_pIDataConvert;
+    const HRESULT hr =
+        CoCreateInstance(CLSID_OLEDB_CONVERSIONLIBRARY, nullptr, CLSCTX_INPROC_SERVER,
+                         IID_IDataConvert, reinterpret_cast<void**>(&m_pIDataConvert));
+    if (FAILED(hr) || m_pIDataConvert == nullptr) {
+        m_pIDataConvert = nullptr;
+        OutputError(
+            MsgError, HdbLiteralView(L"CoCreateInstance for IDataConvert failed!"),
+            HDB_SOURCE_POS(L"struct IDataConvert *__cdecl CRowSet::GetIDataConverter(void) const"));
+        return nullptr;
+    }
+    return m_pIDataConvert;
 }

@@ -11,4 +11,7 @@
 #include "haldendb/CommandLiveChecker.h"
 #include "haldendb/DataSource.h"
 #include "haldendb/TransactionClass.h"
+#include "haldendb/ColumnsInfo.h"
+#include "haldendb/ColumnBindings.h"
+#include "haldendb/Accessor.h"
 #include "haldendb/RowSet.h"
