@@ -1,9 +1,11 @@
 // Connecting: settings, the initialisation properties each provider gets,
 // reports with the password masked, the connection state between threads,
 // Release and its waits, the session pool and the data source properties.
-// These run against the scripted provider of ScriptedProvider.h.
+// Most run against the scripted provider of ScriptedProvider.h; the last
+// group against the embedded SQLite provider on files in a temporary folder.
 #include "TestSupport.h"
 #include "ScriptedProvider.h"
+#include "EmbeddedDatabase.h"
 
 #include "haldendb/DataSource.h"
 
@@ -355,7 +357,9 @@ TEST(DataSourcePlatformTest, AnUnregisteredProviderFailsWithCantCreateInstance) 
     EXPECT_FALSE(source.IsConnected());
     ASSERT_EQ(errors.reports.size(), 1u);
     EXPECT_EQ(errors.reports[0].caption, L"OLE DB Error: Can't create instance");
-    EXPECT_TRUE(FAILED(errors.reports[0].hr));
+    EXPECT_EQ(errors.reports[0].hr, REGDB_E_CLASSNOTREG);
+    EXPECT_NE(errors.reports[0].message.find(L"{3F63C36E-51A3-11D2-BB7D-00C04FA30080}"),
+              std::wstring::npos);
     EXPECT_TRUE(source.Release());
 }
 
@@ -558,6 +562,90 @@ TEST_F(ConnectionTest, DataSourcePropertiesAreSetAndRead) {
     ASSERT_EQ(errors.reports.size(), 1u);
     EXPECT_EQ(errors.reports[0].caption, L"Error");
     EXPECT_EQ(errors.reports[0].hr, E_FAIL);
+}
+
+// ------------------------------------------------------------------ embedded
+
+class EmbeddedDataSourceTest : public testing::Test {
+protected:
+    void Collect(CDataSource& source) {
+        source.SetCallBackForErrorMessages(&ReportCollector::Collect, &errors);
+    }
+    SettingsIsolation settings;
+    TempFolder folder;
+    ReportCollector errors;
+};
+
+TEST_F(EmbeddedDataSourceTest, ConnectsAndReconnectsToADatabaseFile) {
+    const std::wstring path = folder.File("cycle.db");
+    CDataSource source;
+    Collect(source);
+    ASSERT_TRUE(source.Connect(CLSID_HDB_EMBEDDED, path, L"", L"", L"")) << errors.reports.size();
+    EXPECT_TRUE(source.IsConnected());
+    ASSERT_EQ(Execute(source, L"CREATE TABLE t (v INTEGER)"), S_OK);
+    ASSERT_EQ(Execute(source, L"INSERT INTO t VALUES (1), (2), (3)"), S_OK);
+
+    EXPECT_TRUE(source.Release());
+    EXPECT_FALSE(source.IsConnected());
+    EXPECT_TRUE(std::filesystem::exists(path));
+
+    // The stored login serves the next connect; the rows are in the file.
+    ASSERT_TRUE(source.Connect());
+    EXPECT_TRUE(source.IsConnected());
+    EXPECT_EQ(QueryNumber(source, L"SELECT COUNT(*) FROM t"), 3);
+    EXPECT_TRUE(errors.reports.empty());
+}
+
+TEST_F(EmbeddedDataSourceTest, WithNothingConfiguredTheShortConnectOpensAnEmbeddedFile) {
+    const std::wstring path = folder.File("app.db");
+    CDataSource source;
+    Collect(source);
+    ASSERT_TRUE(source.Connect(path, L"", L"", L""));
+    EXPECT_EQ(source.GetSQLDatabaseType(), CBaseOLEDBClass::eGenericDatabase);
+    EXPECT_EQ(source.GetOLEDBProvider(), CBaseOLEDBClass::eProvider5);
+    EXPECT_EQ(source.GetProviderCLSID(), CLSID_HDB_EMBEDDED);
+    EXPECT_TRUE(source.IsConnected());
+    EXPECT_EQ(QueryNumber(source, L"SELECT 7 * 6"), 42);
+    source.Release();
+    EXPECT_TRUE(std::filesystem::exists(path));
+}
+
+TEST_F(EmbeddedDataSourceTest, AFileThatCannotBeOpenedIsReportedWithThePasswordMasked) {
+    const std::wstring path = folder.File("missing-folder") + L"/sub/x.db";
+    CDataSource source;
+    Collect(source);
+    EXPECT_FALSE(source.Connect(CBaseOLEDBClass::eProvider5, path, L"app", L"hunter22", L"main"));
+    EXPECT_FALSE(source.IsConnected());
+    EXPECT_EQ(source.GetConnectionState(), CDataSource::eNotConnected);
+    ASSERT_EQ(errors.reports.size(), 1u);
+    const Report& report = errors.reports[0];
+    EXPECT_EQ(report.caption, L"OLE DB Error: Can't connect to database");
+    EXPECT_TRUE(FAILED(report.hr));
+    EXPECT_NE(report.message.find(L"Connection: " + path +
+                                  L" User: app Password: ******** Database: main"),
+              std::wstring::npos)
+        << report.message;
+    EXPECT_EQ(report.message.find(L"hunter22"), std::wstring::npos);
+    // The provider's own description of the failure reaches the report.
+    EXPECT_NE(report.message.find(L"Error Description : "), std::wstring::npos) << report.message;
+}
+
+TEST_F(EmbeddedDataSourceTest, PooledSessionsRunStatementsAndAreReused) {
+    CDataSource source;
+    ASSERT_TRUE(source.Connect(CLSID_HDB_EMBEDDED, folder.File("pool.db"), L"", L"", L""));
+    boost::shared_ptr<CommandLiveChecker> first = source.GetCurrentDatabaseSessionCommand();
+    boost::shared_ptr<CommandLiveChecker> second = source.GetCurrentDatabaseSessionCommand();
+    ASSERT_TRUE(first && second);
+    EXPECT_NE(first->GetCreateCommand(), second->GetCreateCommand());
+    EXPECT_EQ(ExecuteOn(*first, L"CREATE TABLE p (v INTEGER)"), S_OK);
+    DBROWCOUNT affected = 0;
+    EXPECT_EQ(ExecuteOn(*second, L"INSERT INTO p VALUES (1), (2)", &affected), S_OK);
+    EXPECT_EQ(affected, 2);
+
+    second->SetInUse(false);
+    EXPECT_EQ(source.GetCurrentDatabaseSessionCommand(), second);
+    first->SetInUse(false);
+    second->SetInUse(false);
 }
 
 } // namespace

@@ -1,7 +1,9 @@
-// Transactions on a scripted session: the exact-S_OK rule, re-connecting on
-// construction, and a data source that cannot connect.
+// Transactions on a scripted session (the exact-S_OK rule, re-connecting on
+// construction, a data source that cannot connect) and on the embedded
+// SQLite provider, their outcome seen from a second connection.
 #include "TestSupport.h"
 #include "ScriptedProvider.h"
+#include "EmbeddedDatabase.h"
 
 #include "haldendb/DataSource.h"
 #include "haldendb/TransactionClass.h"
@@ -122,6 +124,78 @@ TEST_F(TransactionTest, ADataSourceThatCannotConnectGivesATransactionThatAnswers
     EXPECT_FALSE(transaction.RollbackTransaction(nullptr, false, false));
     EXPECT_EQ(ReportsCaptioned(errors, 15515).size(), 1u);
     EXPECT_TRUE(ReportsCaptioned(errors, 15508).empty());
+}
+
+// ------------------------------------------------------------------ embedded
+
+class EmbeddedTransactionTest : public testing::Test {
+protected:
+    void SetUp() override {
+        path = folder.File("tx.db");
+        writer = std::make_shared<CDataSource>();
+        ASSERT_TRUE(writer->Connect(CLSID_HDB_EMBEDDED, path, L"", L"", L""));
+        ASSERT_EQ(Execute(*writer, L"CREATE TABLE t (v INTEGER)"), S_OK);
+        ASSERT_TRUE(reader.Connect(CLSID_HDB_EMBEDDED, path, L"", L"", L""));
+    }
+
+    // Inserts `value` through the transaction's own session.
+    HRESULT InsertIn(const CTransactionClass& transaction, int value) {
+        ITransactionLocal* session = transaction;
+        Ref<IDBCreateCommand> commands;
+        if (session == nullptr ||
+            FAILED(session->QueryInterface(IID_IDBCreateCommand, commands.out())))
+            return E_NOINTERFACE;
+        return ExecuteOn(commands.p, L"INSERT INTO t VALUES (" + std::to_wstring(value) + L")");
+    }
+    LONG Count() { return QueryNumber(reader, L"SELECT COUNT(*) FROM t"); }
+
+    SettingsIsolation settings;
+    TempFolder folder;
+    std::wstring path;
+    std::shared_ptr<CDataSource> writer;
+    CDataSource reader;
+};
+
+TEST_F(EmbeddedTransactionTest, ARollbackLeavesNothingAndACommitIsSeenByAnotherConnection) {
+    CTransactionClass transaction(writer);
+    ASSERT_NE(static_cast<ITransactionLocal*>(transaction), nullptr);
+
+    ULONG level = 0;
+    ASSERT_TRUE(transaction.StartTransaction(ISOLATIONLEVEL_READCOMMITTED, 0, nullptr, &level));
+    ASSERT_EQ(InsertIn(transaction, 1), S_OK);
+    ASSERT_EQ(InsertIn(transaction, 2), S_OK);
+    EXPECT_TRUE(transaction.RollbackTransaction(nullptr, false, false));
+    EXPECT_EQ(Count(), 0);
+
+    ASSERT_TRUE(transaction.StartTransaction(ISOLATIONLEVEL_READCOMMITTED, 0, nullptr, &level));
+    ASSERT_EQ(InsertIn(transaction, 3), S_OK);
+    EXPECT_TRUE(transaction.CommitTransaction(false, XACTTC_SYNC, 0));
+    EXPECT_EQ(Count(), 1);
+    EXPECT_EQ(QueryNumber(reader, L"SELECT v FROM t"), 3);
+
+    // Nothing is open any more: a second commit is not a success.
+    EXPECT_FALSE(transaction.CommitTransaction(false, XACTTC_SYNC, 0));
+}
+
+TEST_F(EmbeddedTransactionTest, ATransactionOnAFileThatCannotBeOpenedAnswersFalse) {
+    auto broken = std::make_shared<CDataSource>();
+    broken->SetDataSource(folder.File("no-such-folder") + L"/x.db");
+    broken->SetUser(L"app");
+    broken->SetPassword(L"pw");
+    ReportCollector errors;
+    broken->SetCallBackForErrorMessages(&ReportCollector::Collect, &errors);
+    EXPECT_FALSE(broken->Connect(CLSID_HDB_EMBEDDED));
+    errors.reports.clear();
+
+    CTransactionClass transaction(broken);
+    EXPECT_FALSE(broken->IsConnected());
+    EXPECT_EQ(static_cast<ITransactionLocal*>(transaction), nullptr);
+    EXPECT_FALSE(transaction.StartTransaction(ISOLATIONLEVEL_READCOMMITTED, 0, nullptr, nullptr));
+    EXPECT_FALSE(transaction.CommitTransaction(false, XACTTC_SYNC, 0));
+    EXPECT_FALSE(transaction.RollbackTransaction(nullptr, false, false));
+    // The re-connect was announced and failed; nothing was reported as a success.
+    EXPECT_FALSE(ReportsCaptioned(errors, 15531).empty());
+    EXPECT_FALSE(ReportsCaptioned(errors, 15517).empty());
 }
 
 } // namespace
