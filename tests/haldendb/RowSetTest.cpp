@@ -1,0 +1,188 @@
+// Rowsets over results of the embedded provider: batches of row handles,
+// moving forwards, writing into the row buffer, releasing.
+#include "RowSetSupport.h"
+
+using rowsettest::Column;
+using rowsettest::EmbeddedDatabase;
+using rowsettest::RowSetFrame;
+using rowsettest::ScriptedRowset;
+
+namespace {
+
+class RowSetTest : public ::testing::Test {
+protected:
+    // A table n of `rows` rows with ids 1..rows.
+    void Fill(int rows) {
+        db.Exec(L"CREATE TABLE n (id INTEGER, label VARCHAR(8))");
+        if (rows > 0)
+            db.Exec(L"WITH RECURSIVE c(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM c WHERE i < " +
+                    std::to_wstring(rows) + L") INSERT INTO n SELECT i, 'r' || i FROM c");
+    }
+    std::unique_ptr<CRowSet> Open(const std::wstring& sql) {
+        auto rowset = std::make_unique<CRowSet>(db.Query(sql), frame);
+        EXPECT_TRUE(rowset->BuildRowSet(false, 65000));
+        return rowset;
+    }
+
+    EmbeddedDatabase db;
+    RowSetFrame frame;
+};
+
+struct Batching {
+    int rows;
+    DBCOUNTITEM fetchCount;
+    std::vector<DBCOUNTITEM> batches;
+};
+
+class BatchTest : public RowSetTest, public ::testing::WithParamInterface<Batching> {};
+
+TEST_P(BatchTest, EveryRowOnceInBatchesOfTheFetchCount) {
+    const Batching& p = GetParam();
+    Fill(p.rows);
+    auto rowset = Open(L"SELECT id FROM n ORDER BY id");
+    rowset->SetFetchRowCount(p.fetchCount);
+    const size_t id = rowset->GetColumnsOrdinal(HdbLiteralView(L"id"));
+    ASSERT_EQ(id, 1u);
+
+    std::vector<DBCOUNTITEM> batches;
+    LONGLONG expected = 0;
+    while (rowset->FetchNext()) {
+        EXPECT_EQ(rowset->GetCurrColumnsInt64(id), ++expected);
+        if ((expected - 1) % static_cast<LONGLONG>(p.fetchCount) == 0)
+            batches.push_back(rowset->GetRowsObtained());
+    }
+    EXPECT_EQ(expected, p.rows);
+    EXPECT_EQ(batches, p.batches);
+    EXPECT_TRUE(rowset->IsEOS());
+    EXPECT_TRUE(frame.errors.reports.empty());
+}
+
+INSTANTIATE_TEST_SUITE_P(Results, BatchTest,
+                         ::testing::Values(Batching{0, 20, {}}, Batching{20, 20, {20}},
+                                           Batching{21, 20, {20, 1}}, Batching{45, 20, {20, 20, 5}},
+                                           Batching{12, 5, {5, 5, 2}}, Batching{3, 1, {1, 1, 1}}));
+
+TEST_F(RowSetTest, OnlyForwardMovesAreOffered) {
+    Fill(3);
+    auto rowset = Open(L"SELECT id FROM n ORDER BY id");
+    const size_t id = rowset->GetColumnsOrdinal(HdbLiteralView(L"id"));
+    ASSERT_TRUE(rowset->FetchNext());
+    ASSERT_TRUE(rowset->FetchNext());
+    EXPECT_FALSE(rowset->FetchFirst());
+    EXPECT_FALSE(rowset->FetchPrev());
+    EXPECT_FALSE(rowset->FetchLast());
+    EXPECT_EQ(rowset->GetCurrColumnsInt64(id), 2);
+    ASSERT_TRUE(rowset->FetchNext());
+    EXPECT_EQ(rowset->GetCurrColumnsInt64(id), 3);
+    EXPECT_FALSE(rowset->FetchNext());
+}
+
+TEST_F(RowSetTest, ColumnHelpersAreFilledOnceByName) {
+    Fill(1);
+    auto rowset = Open(L"SELECT label, id FROM n");
+    EXPECT_EQ(rowset->GetColumnsOrdinal(HdbLiteralView(L"ID")), 2u);
+    const auto helper = rowset->GetColMetaData(2);
+    EXPECT_EQ(helper.bindingIndex, 1u);
+    EXPECT_EQ(helper.boundType, DBTYPE_I8);
+    EXPECT_EQ(helper.dataSize, 8u);
+    EXPECT_EQ(helper.statusPosition, 8 * sizeof(wchar_t) + sizeof(wchar_t) + 16);
+    EXPECT_EQ(helper.dataPosition, helper.statusPosition + 16);
+    // The database type is that of the ordinal equal to the binding index.
+    EXPECT_EQ(helper.databaseType, DBTYPE_WSTR);
+    EXPECT_EQ(rowset->GetColumnsDataType(2), DBTYPE_WSTR);
+    EXPECT_EQ(rowset->GetColumnsDataType(1), DBTYPE_WSTR) << "not filled: the description's";
+
+    // Asked again, the helper keeps what it holds.
+    rowset->GetColMetaData(2).dataSize = 99;
+    EXPECT_EQ(rowset->GetColumnsOrdinal(HdbLiteralView(L"id")), 2u);
+    EXPECT_EQ(rowset->GetColMetaData(2).dataSize, 99u);
+
+    EXPECT_EQ(rowset->GetColumnsOrdinal(HdbLiteralView(L"missing")), 0u);
+    EXPECT_EQ(rowset->GetColMetaData(0).boundType, 0);
+}
+
+TEST_F(RowSetTest, WritersStoreIntoTheColumnsFieldGroup) {
+    Fill(0);
+    auto rowset = Open(L"SELECT id, label FROM n");
+    const auto* bindings = static_cast<DBBINDING*>(*static_cast<CColumnBindings*>(*rowset));
+    const DBLENGTH rowSize = static_cast<CColumnBindings*>(*rowset)->GetColumnsSize();
+
+    const wchar_t text[] = L"abc";
+    ASSERT_TRUE(rowset->SetCurrColumnsData(2, text, sizeof(text)));
+    rowset->SetCurrColumnsLength(2, 3 * sizeof(wchar_t));
+    rowset->SetCurrColumnsStatus(2, DBSTATUS_S_ISNULL);
+    rowset->SetCurrColumnsStatus(3, DBSTATUS_S_OK); // beyond the columns: ignored
+
+    const size_t label = rowset->GetColumnsOrdinal(HdbLiteralView(L"label"));
+    const auto& helper = rowset->GetColMetaData(label);
+    EXPECT_EQ(rowset->GetCurrColumnsStatus(label, helper), DBSTATUS_S_ISNULL);
+    EXPECT_EQ(rowset->GetCurrColumnsData(label, helper), nullptr);
+    rowset->SetCurrColumnsStatus(2, DBSTATUS_S_OK);
+    const auto* value = static_cast<const BYTE*>(rowset->GetCurrColumnsData(label, helper));
+    ASSERT_NE(value, nullptr);
+    EXPECT_EQ(std::memcmp(value, text, sizeof(text)), 0);
+    DBLENGTH length = 0;
+    std::memcpy(&length, value - 8, sizeof(length));
+    EXPECT_EQ(length, 3 * sizeof(wchar_t));
+    EXPECT_EQ(helper.dataPosition, bindings[1].obValue);
+    EXPECT_TRUE(frame.errors.reports.empty());
+
+    // The size test is against the whole row.
+    std::vector<BYTE> large(rowSize, 0x41);
+    EXPECT_FALSE(rowset->SetCurrColumnsData(1, large.data(), rowSize));
+    EXPECT_FALSE(rowset->SetCurrColumnsData(3, large.data(), 1));
+    ASSERT_EQ(frame.errors.reports.size(), 2u);
+    EXPECT_EQ(frame.errors.reports[0].caption, L"Error");
+    EXPECT_NE(frame.errors.reports[0].message.find(L"Data to big for this database column."),
+              std::wstring::npos);
+    EXPECT_EQ(frame.errors.reports[0].function,
+              L"bool __cdecl CRowSet::SetCurrColumnsData(const unsigned __int64,const void "
+              L"*,const unsigned __int64)");
+}
+
+TEST_F(RowSetTest, ReleaseMidBatchGivesEverythingBack) {
+    Fill(30);
+    auto rowset = Open(L"SELECT id, label FROM n");
+    ASSERT_TRUE(rowset->FetchNext());
+    ASSERT_TRUE(rowset->FetchNext());
+    EXPECT_TRUE(rowset->Release());
+    EXPECT_EQ(static_cast<IRowset*>(*rowset), nullptr);
+    EXPECT_EQ(static_cast<CColumnsInfo*>(*rowset), nullptr);
+    EXPECT_FALSE(rowset->FetchNext());
+    EXPECT_TRUE(rowset->IsEOS());
+    // Helpers and switches survive a release.
+    EXPECT_EQ(rowset->GetColMetaData(1).boundType, 0);
+    EXPECT_TRUE(rowset->GetLongColumnsAsStreams());
+    EXPECT_TRUE(frame.errors.reports.empty());
+}
+
+TEST(ScriptedRowSet, RowTheProviderCannotDeliverEndsTheWalkWithAReport) {
+    RowSetFrame frame;
+    ScriptedRowset provider;
+    provider.columns = {Column(1, DBTYPE_I4, 4)};
+    provider.rows = {{rowsettest::Cell::Of<LONG>(1)}, {rowsettest::Cell::Of<LONG>(2)}};
+    provider.AddRef();
+    {
+        CRowSet rowset(static_cast<IRowset*>(&provider), frame);
+        ASSERT_TRUE(rowset.BuildRowSet(false, 65000));
+        ASSERT_TRUE(rowset.FetchNext());
+        provider.dataResult = DB_E_BADROWHANDLE;
+        EXPECT_FALSE(rowset.FetchNext());
+    }
+    ASSERT_EQ(frame.errors.reports.size(), 1u);
+    EXPECT_EQ(frame.errors.reports[0].caption, L"OLE DB Error: Can't get data from row");
+    EXPECT_EQ(frame.errors.reports[0].hr, DB_E_BADROWHANDLE);
+    EXPECT_EQ(frame.errors.reports[0].function, L"bool __cdecl CRowSet::ReadData(void)");
+    EXPECT_EQ(provider.references.load(), 0u);
+}
+
+TEST_F(RowSetTest, ConversionLibraryIsCreatedOnceAndKept) {
+    Fill(0);
+    auto rowset = Open(L"SELECT id FROM n");
+    IDataConvert* converter = rowset->GetIDataConverter();
+    ASSERT_NE(converter, nullptr);
+    EXPECT_EQ(rowset->GetIDataConverter(), converter);
+    EXPECT_TRUE(frame.errors.reports.empty());
+}
+
+} // namespace
