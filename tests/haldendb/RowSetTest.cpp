@@ -60,7 +60,11 @@ TEST_P(BatchTest, EveryRowOnceInBatchesOfTheFetchCount) {
 INSTANTIATE_TEST_SUITE_P(Results, BatchTest,
                          ::testing::Values(Batching{0, 20, {}}, Batching{20, 20, {20}},
                                            Batching{21, 20, {20, 1}}, Batching{45, 20, {20, 20, 5}},
-                                           Batching{12, 5, {5, 5, 2}}, Batching{3, 1, {1, 1, 1}}));
+                                           Batching{12, 5, {5, 5, 2}}, Batching{3, 1, {1, 1, 1}}),
+                         [](const ::testing::TestParamInfo<Batching>& info) {
+                             return std::to_string(info.param.rows) + "RowsBy" +
+                                    std::to_string(info.param.fetchCount);
+                         });
 
 TEST_F(RowSetTest, OnlyForwardMovesAreOffered) {
     Fill(3);
