@@ -593,11 +593,13 @@ bool CRowSet::ReadData() {
     ReleaseRowStreams();
     const HRESULT hr = m_pIRowset->GetData(m_pHRows[m_nCurrentRow],
                                            static_cast<HACCESSOR>(*m_pAccessor), m_pRowData);
+    // Also after a partial failure: streams delivered for the other columns
+    // are given back all the same.
+    m_bRowHoldsFetchedStreams = true;
     if (hr != S_OK && CheckError(hr, MsgCantGetData, m_pIRowset, IID_IRowset,
                                  HDB_SOURCE_POS(L"bool __cdecl CRowSet::ReadData(void)"),
                                  CBasicStringView<wchar_t>()))
         return false;
-    m_bRowHoldsFetchedStreams = true;
     return true;
 }
 
