@@ -1,8 +1,8 @@
 // Connecting: settings, the initialisation properties each provider gets,
-// reports with the password masked, the connection state between threads,
-// Release and its waits, the session pool and the data source properties.
-// Most run against the scripted provider of ScriptedProvider.h; the last
-// group against the embedded SQLite provider on files in a temporary folder.
+// reports with the password masked, the connection state between threads and
+// Release's waits against the scripted provider of ScriptedProvider.h; the
+// session pool, data source properties and real connects against the
+// embedded SQLite provider on files in a temporary folder.
 #include "TestSupport.h"
 #include "ScriptedProvider.h"
 #include "EmbeddedDatabase.h"
@@ -19,13 +19,10 @@ using namespace hdbtest;
 
 namespace {
 
-using DbType = CBaseOLEDBClass::enumSQLDatabaseType;
-
 // The data source with its protected members opened up.
 class OpenDataSource : public CDataSource {
 public:
     using CDataSource::CDataSource;
-    using CDataSource::isPooledConnection;
     using CDataSource::SetMultipleConnectionProperty;
 };
 
@@ -58,10 +55,6 @@ protected:
     ReportCollector successes;
 };
 
-std::vector<DBPROPID> Ids(std::initializer_list<DBPROPID> ids) {
-    return std::vector<DBPROPID>(ids);
-}
-
 // ------------------------------------------------------------------ settings
 
 TEST(DataSourceSettingsTest, TypeAndTimeOutComeFromTheSettings) {
@@ -90,119 +83,83 @@ TEST(DataSourceSettingsTest, TypeAndTimeOutComeFromTheSettings) {
 
 // ------------------------------------------------------------------ properties
 
-TEST_F(ConnectionTest, NativeClient11GetsTheLoginAndItsOwnSet) {
-    CDataSource source(CBaseOLEDBClass::eSQLServerNativeClient11);
-    ASSERT_TRUE(source.Connect(CLSID_HDB_SQLNCLI11, L"server", L"user", L"secret", L"db"));
-    ASSERT_EQ(dso.setPropertiesCalls.size(), 2u);
-
-    const ReceivedSet& login = dso.Set(0);
-    EXPECT_EQ(login.set, DBPROPSET_DBINIT);
-    EXPECT_EQ(login.Ids(), Ids({DBPROP_INIT_PROMPT, DBPROP_INIT_DATASOURCE, DBPROP_AUTH_USERID,
-                                DBPROP_INIT_CATALOG, DBPROP_AUTH_PASSWORD}));
-    EXPECT_EQ(login.Find(DBPROP_INIT_PROMPT)->type, VT_I2);
-    EXPECT_EQ(login.Find(DBPROP_INIT_PROMPT)->number, DBPROMPT_NOPROMPT);
-    EXPECT_EQ(login.Find(DBPROP_INIT_DATASOURCE)->text, L"server");
-    EXPECT_EQ(login.Find(DBPROP_AUTH_USERID)->text, L"user");
-    EXPECT_EQ(login.Find(DBPROP_INIT_CATALOG)->text, L"db");
-    EXPECT_EQ(login.Find(DBPROP_AUTH_PASSWORD)->text, L"secret");
-    for (const auto& property : login.properties) {
-        EXPECT_EQ(property.options, DBPROPOPTIONS_REQUIRED);
-        EXPECT_TRUE(property.nullColumn);
-    }
-
-    const ReceivedSet& own = dso.Set(1);
-    EXPECT_EQ(own.set, DBPROPSET_SQLSERVERDBINIT);
-    EXPECT_EQ(own.Ids(), Ids({16}));
-    EXPECT_EQ(own.properties[0].type, VT_BOOL);
-    EXPECT_TRUE(own.properties[0].flag);
-    source.Release();
-}
-
-TEST_F(ConnectionTest, TheOleDbDriverIsAskedForOptionalEncryptionWithATrustedCertificate) {
-    CDataSource source(CBaseOLEDBClass::eSQLServerOLEDBDriver);
-    ASSERT_TRUE(source.Connect(CLSID_HDB_MSOLEDBSQL, L"server", L"", L"", L"db"));
-    ASSERT_EQ(dso.setPropertiesCalls.size(), 2u);
-    // No user: integrated security and the catalog, no user or password.
-    EXPECT_EQ(dso.Set(0).Ids(), Ids({DBPROP_INIT_PROMPT, DBPROP_INIT_DATASOURCE,
-                                     DBPROP_AUTH_INTEGRATED, DBPROP_INIT_CATALOG}));
-    EXPECT_EQ(dso.Set(0).Find(DBPROP_AUTH_INTEGRATED)->text, L"SSPI");
-
-    const ReceivedSet& own = dso.Set(1);
-    EXPECT_EQ(own.Ids(), Ids({16, 21, 13}));
-    EXPECT_TRUE(own.Find(21)->flag);
-    EXPECT_EQ(own.Find(13)->type, VT_BSTR);
-    EXPECT_EQ(own.Find(13)->text, L"Optional");
-}
-
-TEST_F(ConnectionTest, TheServerSetGoesOnlyToTheVersionItsDatabaseTypeNames) {
-    struct Pair {
+TEST_F(ConnectionTest, EachProviderAndDatabaseTypeGetsItsInitialisationSets) {
+    SettingsIsolation timeout("DatabaseConnectionTimeout = 12\n");
+    const DBPROPID prompt = DBPROP_INIT_PROMPT, source = DBPROP_INIT_DATASOURCE,
+                   user = DBPROP_AUTH_USERID, password = DBPROP_AUTH_PASSWORD,
+                   catalog = DBPROP_INIT_CATALOG, integrated = DBPROP_AUTH_INTEGRATED,
+                   time = DBPROP_INIT_TIMEOUT;
+    struct Case {
         const CLSID* provider;
         int type;
-        bool ownSet;
+        const wchar_t* user;
+        std::vector<DBPROPID> login;
+        SHORT prompt;
+        std::vector<DBPROPID> serverSet; // empty: no second set
     };
-    const Pair pairs[] = {
-        {&CLSID_HDB_SQLNCLI10, 4, true},  {&CLSID_HDB_SQLNCLI10, 5, false},
-        {&CLSID_HDB_SQLNCLI11, 4, false}, {&CLSID_HDB_MSOLEDBSQL, 5, false},
-        {&CLSID_HDB_SQLNCLI, 3, false},   {&CLSID_HDB_SQLOLEDB, 0, false},
-        {&CLSID_HDB_EMBEDDED, 5, false},
+    const Case cases[] = {
+        {&CLSID_HDB_SQLNCLI11, 5, L"u", {prompt, source, user, catalog, password, time}, 4, {16}},
+        {&CLSID_HDB_SQLNCLI10, 4, L"u", {prompt, source, user, catalog, password, time}, 4, {16}},
+        {&CLSID_HDB_MSOLEDBSQL,
+         6,
+         L"",
+         {prompt, source, integrated, catalog, time},
+         4,
+         {16, 21, 13}},
+        // The server set goes only to the version the database type names.
+        {&CLSID_HDB_SQLNCLI10, 5, L"u", {prompt, source, user, catalog, password, time}, 4, {}},
+        {&CLSID_HDB_MSOLEDBSQL, 5, L"u", {prompt, source, user, catalog, password, time}, 4, {}},
+        {&CLSID_HDB_SQLNCLI, 3, L"u", {prompt, source, user, catalog, password, time}, 4, {}},
+        // ODBC takes its database from the data source name: never a catalog.
+        {&CLSID_HDB_MSDASQL, 2, L"", {prompt, source, user, password, time}, 4, {}},
+        {&CLSID_HDB_EMBEDDED, 1, L"", {prompt, source, integrated, catalog, time}, 2, {}},
     };
-    for (const Pair& pair : pairs) {
+    for (const Case& test : cases) {
         dso.setPropertiesCalls.clear();
-        CDataSource source(CBaseOLEDBClass::SQLDatabaseTypeFromInt(pair.type));
-        ASSERT_TRUE(source.Connect(*pair.provider, L"server", L"user", L"pw", L"db"));
-        ASSERT_EQ(dso.setPropertiesCalls.size(), pair.ownSet ? 2u : 1u) << pair.type;
-        if (pair.ownSet) {
-            EXPECT_EQ(dso.Set(1).Ids(), Ids({16}));
+        CDataSource ds(CBaseOLEDBClass::SQLDatabaseTypeFromInt(test.type));
+        ASSERT_TRUE(ds.Connect(*test.provider, L"server", test.user, L"pw", L"db")) << test.type;
+        ASSERT_EQ(dso.setPropertiesCalls.size(), test.serverSet.empty() ? 1u : 2u) << test.type;
+        const ReceivedSet& login = dso.Set(0);
+        EXPECT_EQ(login.set, DBPROPSET_DBINIT);
+        EXPECT_EQ(login.Ids(), test.login) << test.type;
+        EXPECT_EQ(login.Find(prompt)->number, test.prompt) << test.type;
+        EXPECT_EQ(login.Find(time)->number, 12);
+        if (const ReceivedProperty* sspi = login.Find(integrated)) {
+            EXPECT_EQ(sspi->text, L"SSPI");
         }
+        if (!test.serverSet.empty()) {
+            EXPECT_EQ(dso.Set(1).set, DBPROPSET_SQLSERVERDBINIT);
+            EXPECT_EQ(dso.Set(1).Ids(), test.serverSet) << test.type;
+            EXPECT_TRUE(dso.Set(1).Find(16)->flag);
+        }
+        for (const auto& call : dso.setPropertiesCalls)
+            for (const auto& property : call[0].properties) {
+                EXPECT_EQ(property.options, DBPROPOPTIONS_REQUIRED);
+                EXPECT_TRUE(property.nullColumn);
+            }
     }
+    // The driver is asked for optional encryption with a trusted certificate.
+    dso.setPropertiesCalls.clear();
+    CDataSource driver(CBaseOLEDBClass::eSQLServerOLEDBDriver);
+    ASSERT_TRUE(driver.Connect(CLSID_HDB_MSOLEDBSQL, L"server", L"u", L"pw", L"db"));
+    EXPECT_TRUE(dso.Set(1).Find(21)->flag);
+    EXPECT_EQ(dso.Set(1).Find(13)->text, L"Optional");
+    EXPECT_EQ(dso.Set(0).Find(DBPROP_INIT_DATASOURCE)->text, L"server");
+    EXPECT_EQ(dso.Set(0).Find(DBPROP_AUTH_USERID)->text, L"u");
+    EXPECT_EQ(dso.Set(0).Find(DBPROP_INIT_CATALOG)->text, L"db");
+    EXPECT_EQ(dso.Set(0).Find(DBPROP_AUTH_PASSWORD)->text, L"pw");
 }
 
-TEST_F(ConnectionTest, OdbcGetsUserAndPasswordButNeverACatalog) {
-    CDataSource source(CBaseOLEDBClass::eMySQL);
-    ASSERT_TRUE(source.ConnectODBC(L"dsn", L"", L"", L"db"));
-    EXPECT_EQ(source.GetProviderCLSID(), CLSID_HDB_MSDASQL);
-    EXPECT_EQ(dso.Set(0).Ids(), Ids({DBPROP_INIT_PROMPT, DBPROP_INIT_DATASOURCE, DBPROP_AUTH_USERID,
-                                     DBPROP_AUTH_PASSWORD}));
-    EXPECT_EQ(dso.Set(0).Find(DBPROP_INIT_PROMPT)->number, DBPROMPT_NOPROMPT);
-    EXPECT_EQ(dso.Set(0).Find(DBPROP_AUTH_USERID)->text, L"");
-}
-
-TEST_F(ConnectionTest, TheEmbeddedProviderMayCompleteTheLoginAndGetsTheTimeOut) {
-    SettingsIsolation timeout("DatabaseConnectionTimeout = 12\n");
+TEST_F(ConnectionTest, ATimeOutOfZeroIsNotSentAndTheSettingsChooseTheProvider) {
+    SettingsIsolation zero("DatabaseConnectionTimeout = 0\nDatabaseConnectionType = 2\n"
+                           "DatabaseType = 4\n");
     CDataSource source;
-    ASSERT_TRUE(source.Connect(CBaseOLEDBClass::eProvider5, L"app.db", L"", L"", L""));
-    EXPECT_EQ(source.GetOLEDBProvider(), CBaseOLEDBClass::eProvider5);
-    EXPECT_EQ(source.GetProviderCLSID(), CLSID_HDB_EMBEDDED);
-    const ReceivedSet& login = dso.Set(0);
-    EXPECT_EQ(login.Ids(), Ids({DBPROP_INIT_PROMPT, DBPROP_INIT_DATASOURCE, DBPROP_AUTH_INTEGRATED,
-                                DBPROP_INIT_CATALOG, DBPROP_INIT_TIMEOUT}));
-    EXPECT_EQ(login.Find(DBPROP_INIT_PROMPT)->number, DBPROMPT_COMPLETE);
-    EXPECT_EQ(login.Find(DBPROP_INIT_TIMEOUT)->type, VT_I4);
-    EXPECT_EQ(login.Find(DBPROP_INIT_TIMEOUT)->number, 12);
-}
-
-TEST_F(ConnectionTest, ATimeOutOfZeroIsNotSent) {
-    SettingsIsolation zero("DatabaseConnectionTimeout = 0\n");
-    CDataSource source;
-    ASSERT_TRUE(source.Connect(CLSID_HDB_SQLOLEDB, L"server", L"u", L"p", L"db"));
+    // The short form takes the provider from the settings; the native
+    // client's version follows the database type.
+    ASSERT_TRUE(source.Connect(L"server", L"u", L"p", L"db"));
+    EXPECT_EQ(source.GetOLEDBProvider(), CBaseOLEDBClass::eProviderNativeClient);
+    EXPECT_EQ(source.GetProviderCLSID(), CLSID_HDB_SQLNCLI10);
     EXPECT_EQ(dso.Set(0).Find(DBPROP_INIT_TIMEOUT), nullptr);
-}
-
-TEST_F(ConnectionTest, TheSettingsChooseTheProviderOfTheShortConnect) {
-    {
-        SettingsIsolation odbc("DatabaseConnectionType = 0\n");
-        CDataSource source;
-        ASSERT_TRUE(source.Connect(L"dsn", L"u", L"p", L"db"));
-        EXPECT_EQ(source.GetProviderCLSID(), CLSID_HDB_MSDASQL);
-    }
-    {
-        // The native client's version follows the database type.
-        SettingsIsolation nativeClient("DatabaseConnectionType = 2\nDatabaseType = 4\n");
-        CDataSource source;
-        ASSERT_TRUE(source.Connect(L"server", L"u", L"p", L"db"));
-        EXPECT_EQ(source.GetProviderCLSID(), CLSID_HDB_SQLNCLI10);
-    }
-    EXPECT_EQ(provider.initializer.requested.back(), CLSID_HDB_SQLNCLI10);
 }
 
 // ------------------------------------------------------------------ connect
@@ -256,7 +213,7 @@ TEST_F(ConnectionTest, AnEmptyDataSourceIsRefusedWithoutAnyChange) {
     EXPECT_TRUE(provider.initializer.requested.empty());
 }
 
-TEST_F(ConnectionTest, AFailedLoginIsReportedWithThePasswordMasked) {
+TEST_F(ConnectionTest, FailedLoginsAreReportedWithThePasswordMasked) {
     dso.initializeResult = DB_SEC_E_AUTH_FAILED;
     dso.initializeRecords = {Record(L"Login failed for user 'sa'.", L"Scripted", L"28000", 18456)};
     CDataSource source(CBaseOLEDBClass::eSQLServer);
@@ -280,13 +237,11 @@ TEST_F(ConnectionTest, AFailedLoginIsReportedWithThePasswordMasked) {
               std::wstring::npos)
         << report.message;
     EXPECT_EQ(report.message.find(L"s3cr3t"), std::wstring::npos);
-}
 
-TEST_F(ConnectionTest, OdbcLoginFailuresNameNoDatabaseAndNoProviderRecords) {
-    dso.initializeResult = E_FAIL;
+    // Through ODBC the report names no database and leaves the provider's
+    // records out.
+    errors.reports.clear();
     dso.initializeRecords = {Record(L"Driver manager noise", L"Scripted", L"IM002")};
-    CDataSource source;
-    Collect(source);
     EXPECT_FALSE(source.ConnectODBC(L"dsn", L"user", L"abc", L"db"));
     ASSERT_EQ(errors.reports.size(), 1u);
     const std::wstring& message = errors.reports[0].message;
@@ -297,70 +252,47 @@ TEST_F(ConnectionTest, OdbcLoginFailuresNameNoDatabaseAndNoProviderRecords) {
 }
 
 TEST_F(ConnectionTest, RefusedPropertiesStopTheConnectBeforeInitialising) {
-    dso.setPropertiesResults = {DB_E_ERRORSOCCURRED};
-    {
-        CDataSource source(CBaseOLEDBClass::eSQLServerNativeClient11);
-        Collect(source);
-        EXPECT_FALSE(source.ConnectOLEDB(L"server", L"u", L"pass", L"db"));
-        EXPECT_EQ(dso.initializeCalls, 0);
-        // The state is left as the connect found it midway; a later Release
-        // (here: the destructor) must not wait for it.
-        EXPECT_EQ(source.GetConnectionState(), CDataSource::eConnecting);
-        ASSERT_EQ(errors.reports.size(), 1u);
-        EXPECT_EQ(errors.reports[0].function,
-                  L"bool __cdecl CDataSource::SetInitProps(const struct _GUID &)");
-        EXPECT_NE(errors.reports[0].message.find(
-                      L"Connection: server User: u Password: **** Database: db"),
-                  std::wstring::npos);
-    }
-    // A refused server set fails the connect the same way.
-    errors.reports.clear();
-    dso.setPropertiesCalls.clear();
+    // The login set is accepted, the server's own set refused.
     dso.setPropertiesResults = {S_OK, DB_E_ERRORSOCCURRED};
-    CDataSource source(CBaseOLEDBClass::eSQLServerNativeClient10);
+    CDataSource source(CBaseOLEDBClass::eSQLServerNativeClient11);
     Collect(source);
-    EXPECT_FALSE(source.Connect(CLSID_HDB_SQLNCLI10, L"server", L"u", L"pass", L"db"));
-    EXPECT_EQ(dso.setPropertiesCalls.size(), 2u);
-    EXPECT_EQ(errors.reports.size(), 1u);
+    EXPECT_FALSE(source.Connect(CLSID_HDB_SQLNCLI11, L"server", L"u", L"pass", L"db"));
     EXPECT_EQ(dso.initializeCalls, 0);
+    // The state is left as the connect found it midway; a later Release
+    // (here: the destructor) must not wait for it.
+    EXPECT_EQ(source.GetConnectionState(), CDataSource::eConnecting);
+    ASSERT_EQ(errors.reports.size(), 1u);
+    EXPECT_EQ(errors.reports[0].function,
+              L"bool __cdecl CDataSource::SetInitProps(const struct _GUID &)");
+    EXPECT_NE(
+        errors.reports[0].message.find(L"Connection: server User: u Password: **** Database: db"),
+        std::wstring::npos);
 }
 
-TEST_F(ConnectionTest, AProviderWithoutImplementationFailsWithCantCreateInstance) {
-    CDataSource source(CBaseOLEDBClass::eGenericDatabase);
-    Collect(source);
+TEST(DataSourcePlatformTest, AnUnregisteredProviderFailsWithCantCreateInstance) {
+    // No scripted service: the platform's own answer for a provider that this
+    // platform does not have.
+    SettingsIsolation settings;
+    TempFolder folder;
+    ReportCollector errors;
+    CDataSource source;
+    source.SetCallBackForErrorMessages(&ReportCollector::Collect, &errors);
     EXPECT_FALSE(
         source.Connect(CBaseOLEDBClass::eProviderOracle, L"orcl", L"scott", L"tiger", L""));
-    EXPECT_EQ(provider.initializer.requested.back(), CLSID_HDB_ORAOLEDB);
+    EXPECT_FALSE(source.IsConnected());
     ASSERT_EQ(errors.reports.size(), 1u);
     EXPECT_EQ(errors.reports[0].caption, L"OLE DB Error: Can't create instance");
     EXPECT_EQ(errors.reports[0].hr, REGDB_E_CLASSNOTREG);
     EXPECT_EQ(errors.reports[0].function,
               L"bool __cdecl CDataSource::Initialize(const struct _GUID &)");
-    EXPECT_EQ(errors.reports[0].message.find(L"tiger"), std::wstring::npos);
-    EXPECT_EQ(static_cast<IDBInitialize*>(source), nullptr);
-    EXPECT_EQ(static_cast<IMalloc*>(source), nullptr);
-
-    // The failure leaves nothing that blocks the next attempt.
-    provider.Serve(CLSID_HDB_ORAOLEDB, dso);
-    EXPECT_TRUE(source.Connect());
-    EXPECT_TRUE(source.IsConnected());
-}
-
-TEST(DataSourcePlatformTest, AnUnregisteredProviderFailsWithCantCreateInstance) {
-    // No scripted service: the platform's own answers for a provider that
-    // this platform does not have.
-    SettingsIsolation settings;
-    ReportCollector errors;
-    CDataSource source;
-    source.SetCallBackForErrorMessages(&ReportCollector::Collect, &errors);
-    EXPECT_FALSE(source.Connect(CLSID_HDB_ORAOLEDB, L"orcl", L"scott", L"tiger", L""));
-    EXPECT_FALSE(source.IsConnected());
-    ASSERT_EQ(errors.reports.size(), 1u);
-    EXPECT_EQ(errors.reports[0].caption, L"OLE DB Error: Can't create instance");
-    EXPECT_EQ(errors.reports[0].hr, REGDB_E_CLASSNOTREG);
     EXPECT_NE(errors.reports[0].message.find(L"{3F63C36E-51A3-11D2-BB7D-00C04FA30080}"),
               std::wstring::npos);
-    EXPECT_TRUE(source.Release());
+    EXPECT_EQ(errors.reports[0].message.find(L"tiger"), std::wstring::npos);
+    EXPECT_EQ(static_cast<IDBInitialize*>(source), nullptr);
+
+    // The failure leaves nothing that blocks the next attempt.
+    EXPECT_TRUE(source.Connect(CLSID_HDB_EMBEDDED, folder.File("next.db"), L"", L"", L""));
+    EXPECT_TRUE(source.IsConnected());
 }
 
 // ------------------------------------------------------------------ threads
@@ -430,140 +362,6 @@ TEST_F(ConnectionTest, ReleaseWaitsForRunningExecutions) {
     EXPECT_EQ(source.GetConnectionState(), CDataSource::eReleased);
 }
 
-// ------------------------------------------------------------------ sessions
-
-TEST_F(ConnectionTest, ThePoolLendsFreeSessionsAndGrowsWhenAllAreInUse) {
-    CDataSource source(CBaseOLEDBClass::eSQLServer);
-    ASSERT_TRUE(source.Connect(CLSID_HDB_SQLOLEDB, L"server", L"u", L"p", L"db"));
-
-    boost::shared_ptr<CommandLiveChecker> first = source.GetCurrentDatabaseSessionCommand();
-    boost::shared_ptr<CommandLiveChecker> second = source.GetCurrentDatabaseSessionCommand();
-    ASSERT_TRUE(first && second);
-    EXPECT_NE(first, second);
-    EXPECT_TRUE(first->IsInUse());
-    EXPECT_TRUE(second->IsInUse());
-    EXPECT_EQ(dso.sessionsCreated, 2u);
-    EXPECT_EQ(first->GetCreateCommand(), static_cast<IDBCreateCommand*>(&dso.sessions[0]));
-    // The factory is asked for once and kept.
-    EXPECT_EQ(source.GetCurrentDatabaseSession(), source.GetCurrentDatabaseSession());
-
-    first->SetInUse(false);
-    boost::shared_ptr<CommandLiveChecker> again = source.GetCurrentDatabaseSessionCommand();
-    EXPECT_EQ(again, first);
-    EXPECT_TRUE(again->IsInUse());
-    EXPECT_EQ(dso.sessionsCreated, 2u);
-
-    // Release empties the pool; a borrower keeps its session until it lets go.
-    EXPECT_TRUE(source.Release());
-    EXPECT_GT(dso.sessions[0].references, 0u);
-    first.reset();
-    again.reset();
-    second.reset();
-    EXPECT_EQ(dso.sessions[0].references, 0u);
-    EXPECT_EQ(dso.sessions[1].references, 0u);
-}
-
-TEST_F(ConnectionTest, ASessionThatCannotBeCreatedIsReported) {
-    CDataSource source(CBaseOLEDBClass::eSQLServer);
-    Collect(source);
-    // Before any connect there is no object to ask.
-    EXPECT_EQ(source.GetCurrentDatabaseSession(), nullptr);
-    EXPECT_FALSE(source.GetCurrentDatabaseSessionCommand());
-    ASSERT_FALSE(errors.reports.empty());
-    EXPECT_EQ(errors.reports[0].caption, L"OLE DB Error: Can't query for session object");
-
-    ASSERT_TRUE(source.Connect(CLSID_HDB_SQLOLEDB, L"server", L"u", L"p", L"db"));
-    errors.reports.clear();
-    dso.createSessionResult = E_OUTOFMEMORY;
-    EXPECT_FALSE(source.GetCurrentDatabaseSessionCommand());
-    ASSERT_EQ(errors.reports.size(), 1u);
-    EXPECT_EQ(errors.reports[0].caption, L"OLE DB Error: Can't create session");
-    EXPECT_EQ(errors.reports[0].hr, E_OUTOFMEMORY);
-}
-
-// ------------------------------------------------------------------ properties
-
-TEST_F(ConnectionTest, ConnectedMeansTheProviderSaysSo) {
-    CDataSource source(CBaseOLEDBClass::eSQLServer);
-    Collect(source);
-    ASSERT_TRUE(source.Connect(CLSID_HDB_SQLOLEDB, L"server", L"u", L"p", L"db"));
-    dso.initialized = false;
-    EXPECT_FALSE(source.IsConnected());
-    EXPECT_TRUE(errors.reports.empty());
-
-    dso.initialized = true;
-    dso.getPropertiesResult = E_FAIL;
-    EXPECT_FALSE(source.IsConnected());
-    ASSERT_EQ(errors.reports.size(), 1u);
-    EXPECT_EQ(errors.reports[0].caption, L"OLE DB Error: Couldn't read DB_Properties.");
-    EXPECT_EQ(errors.reports[0].function, L"bool __cdecl CDataSource::IsConnected(void) const");
-
-    dso.getPropertiesResult = S_OK;
-    dso.offersProperties = false;
-    EXPECT_FALSE(source.IsConnected());
-    ASSERT_EQ(errors.reports.size(), 2u);
-    EXPECT_EQ(errors.reports[1].caption, L"OLE DB Error: Couldn't create DB_Properties object.");
-    dso.offersProperties = true;
-    EXPECT_TRUE(source.IsConnected());
-}
-
-TEST_F(ConnectionTest, PoolingIsOnUnlessTheServicesLeaveItOut) {
-    OpenDataSource source(CBaseOLEDBClass::eSQLServer);
-    Collect(source);
-    ASSERT_TRUE(source.Connect(CLSID_HDB_SQLOLEDB, L"server", L"u", L"p", L"db"));
-    EXPECT_TRUE(source.isPooledConnection()); // absent
-    const std::pair<LONG, bool> cases[] = {
-        {0, true}, {DBPROPVAL_OS_RESOURCEPOOLING, true}, {-1, true}, {-2, false}, {2, false}};
-    for (const auto& [services, pooled] : cases) {
-        dso.oledbServices = services;
-        EXPECT_EQ(source.isPooledConnection(), pooled) << services;
-    }
-    EXPECT_TRUE(errors.reports.empty());
-    dso.getPropertiesResult = E_FAIL;
-    EXPECT_TRUE(source.isPooledConnection());
-    EXPECT_EQ(errors.reports.size(), 1u);
-}
-
-TEST_F(ConnectionTest, DataSourcePropertiesAreSetAndRead) {
-    OpenDataSource source(CBaseOLEDBClass::eSQLServer);
-    Collect(source);
-    // Nothing to set or read before a connect.
-    EXPECT_FALSE(source.SetFastLoadProperty(true));
-    EXPECT_EQ(source.GetStructuredStorageProperty(), 0u);
-
-    ASSERT_TRUE(source.Connect(CLSID_HDB_SQLOLEDB, L"server", L"u", L"p", L"db"));
-    const std::size_t before = dso.setPropertiesCalls.size();
-    EXPECT_TRUE(source.SetFastLoadProperty(true));
-    EXPECT_TRUE(source.IsFastLoadEnabled());
-    const ReceivedSet& fastLoad = dso.Set(before);
-    EXPECT_EQ(fastLoad.set, DBPROPSET_SQLSERVERDATASOURCE);
-    EXPECT_EQ(fastLoad.Ids(), Ids({SSPROP_ENABLEFASTLOAD}));
-    EXPECT_TRUE(fastLoad.properties[0].flag);
-
-    // A refusal is remembered as "off" and not reported.
-    dso.setPropertiesResults.resize(before + 2, S_OK);
-    dso.setPropertiesResults.push_back(DB_E_ERRORSOCCURRED);
-    EXPECT_TRUE(source.SetFastLoadProperty(false));
-    EXPECT_FALSE(source.IsFastLoadEnabled());
-    EXPECT_FALSE(source.SetFastLoadProperty(true));
-    EXPECT_FALSE(source.IsFastLoadEnabled());
-    EXPECT_TRUE(errors.reports.empty());
-
-    dso.structuredStorage = DBPROPVAL_SS_ISEQUENTIALSTREAM | DBPROPVAL_SS_ILOCKBYTES;
-    EXPECT_EQ(source.GetStructuredStorageProperty(),
-              static_cast<DWORD>(DBPROPVAL_SS_ISEQUENTIALSTREAM | DBPROPVAL_SS_ILOCKBYTES));
-
-    dso.setPropertiesResults.push_back(S_OK);
-    EXPECT_TRUE(source.SetMultipleConnectionProperty(true));
-    EXPECT_EQ(dso.setPropertiesCalls.back()[0].set, DBPROPSET_DATASOURCE);
-    EXPECT_EQ(dso.setPropertiesCalls.back()[0].Ids(), Ids({DBPROP_MULTIPLECONNECTIONS}));
-    dso.setPropertiesResults.push_back(E_FAIL);
-    EXPECT_FALSE(source.SetMultipleConnectionProperty(false));
-    ASSERT_EQ(errors.reports.size(), 1u);
-    EXPECT_EQ(errors.reports[0].caption, L"Error");
-    EXPECT_EQ(errors.reports[0].hr, E_FAIL);
-}
-
 // ------------------------------------------------------------------ embedded
 
 class EmbeddedDataSourceTest : public testing::Test {
@@ -630,12 +428,18 @@ TEST_F(EmbeddedDataSourceTest, AFileThatCannotBeOpenedIsReportedWithThePasswordM
     EXPECT_NE(report.message.find(L"Error Description : "), std::wstring::npos) << report.message;
 }
 
-TEST_F(EmbeddedDataSourceTest, PooledSessionsRunStatementsAndAreReused) {
+TEST_F(EmbeddedDataSourceTest, ThePoolLendsFreeSessionsAndGrowsWhenAllAreInUse) {
     CDataSource source;
+    Collect(source);
+    // Before a connect there is no object to ask for sessions.
+    EXPECT_FALSE(source.GetCurrentDatabaseSessionCommand());
+    EXPECT_EQ(ReportsCaptioned(errors, 15507).size(), 1u);
+
     ASSERT_TRUE(source.Connect(CLSID_HDB_EMBEDDED, folder.File("pool.db"), L"", L"", L""));
     boost::shared_ptr<CommandLiveChecker> first = source.GetCurrentDatabaseSessionCommand();
     boost::shared_ptr<CommandLiveChecker> second = source.GetCurrentDatabaseSessionCommand();
     ASSERT_TRUE(first && second);
+    EXPECT_TRUE(first->IsInUse() && second->IsInUse());
     EXPECT_NE(first->GetCreateCommand(), second->GetCreateCommand());
     EXPECT_EQ(ExecuteOn(*first, L"CREATE TABLE p (v INTEGER)"), S_OK);
     DBROWCOUNT affected = 0;
@@ -644,8 +448,25 @@ TEST_F(EmbeddedDataSourceTest, PooledSessionsRunStatementsAndAreReused) {
 
     second->SetInUse(false);
     EXPECT_EQ(source.GetCurrentDatabaseSessionCommand(), second);
-    first->SetInUse(false);
-    second->SetInUse(false);
+    EXPECT_TRUE(second->IsInUse());
+
+    // Release empties the pool; a borrower keeps a working session until it
+    // lets go.
+    EXPECT_TRUE(source.Release());
+    EXPECT_EQ(ExecuteOn(*first, L"SELECT 1"), S_OK);
+}
+
+TEST_F(EmbeddedDataSourceTest, ServerOnlyPropertiesAreRefusedQuietly) {
+    OpenDataSource source;
+    Collect(source);
+    EXPECT_FALSE(source.SetFastLoadProperty(true)); // not connected
+    ASSERT_TRUE(source.Connect(CLSID_HDB_EMBEDDED, folder.File("props.db"), L"", L"", L""));
+    // Bulk loading through the server's property set is not offered here.
+    EXPECT_FALSE(source.SetFastLoadProperty(true));
+    EXPECT_FALSE(source.IsFastLoadEnabled());
+    EXPECT_TRUE(errors.reports.empty());
+    EXPECT_TRUE(source.SetMultipleConnectionProperty(true));
+    EXPECT_TRUE(errors.reports.empty());
 }
 
 } // namespace

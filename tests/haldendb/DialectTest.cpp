@@ -123,6 +123,15 @@ TEST_F(DialectTest, DatesAreWrittenIntoTheirTemplates) {
     CDataSource generic(CBaseOLEDBClass::eGenericDatabase);
     EXPECT_EQ(Text(generic.GetConvertDateFunction(christmas)), L"CONVERT-Function not implemented");
 
+    // Each dialect finds only its own conversions, by a case-sensitive
+    // search; the LIMIT dialect not even its own.
+    EXPECT_TRUE(sqlServer.ContainsDateConvertFunction(L"WHERE d > RECONVERTED"));
+    EXPECT_FALSE(sqlServer.ContainsDateConvertFunction(L"convert(datetime, x) STR_TO_DATE"));
+    EXPECT_TRUE(mySql.ContainsDateConvertFunction(mySql.GetConvertDateFunction(christmas)));
+    EXPECT_FALSE(mySql.ContainsDateConvertFunction(L"CONVERT(datetime, x)"));
+    EXPECT_FALSE(limit.ContainsDateConvertFunction(limit.GetConvertDateFunction(christmas)));
+    EXPECT_FALSE(generic.ContainsDateConvertFunction(L"CONVERT STR_TO_DATE"));
+
     COleDateTime invalid(2025, 12, 24, 0, 0, 0);
     invalid.SetStatus(COleDateTime::invalid);
     EXPECT_EQ(Text(sqlServer.GetConvertDateFunction(invalid)),
@@ -130,25 +139,6 @@ TEST_F(DialectTest, DatesAreWrittenIntoTheirTemplates) {
     COleDateTime null;
     null.SetStatus(COleDateTime::null);
     EXPECT_EQ(Text(sqlServer.GetConvertDateTimeFunction(null)), L"CONVERT(datetime, '', 120)");
-}
-
-TEST_F(DialectTest, ConversionsAreFoundOnlyInTheirOwnDialect) {
-    CDataSource sqlServer(CBaseOLEDBClass::eSQLServerNativeClient10);
-    EXPECT_TRUE(sqlServer.ContainsDateConvertFunction(L"WHERE d > RECONVERTED"));
-    EXPECT_FALSE(sqlServer.ContainsDateConvertFunction(L"WHERE d > convert(datetime, x)"));
-    EXPECT_FALSE(sqlServer.ContainsDateConvertFunction(L"STR_TO_DATE('1', x)"));
-
-    CDataSource mySql(CBaseOLEDBClass::eMySQL);
-    EXPECT_TRUE(
-        mySql.ContainsDateConvertFunction(mySql.GetConvertFunction(CDataSource::eStyle101)));
-    EXPECT_FALSE(mySql.ContainsDateConvertFunction(L"CONVERT(datetime, x)"));
-
-    // The LIMIT dialect does not recognise even its own conversions.
-    CDataSource limit(CBaseOLEDBClass::eLimitDialectDatabase);
-    EXPECT_FALSE(
-        limit.ContainsDateConvertFunction(limit.GetConvertFunction(CDataSource::eStyle101)));
-    CDataSource generic(Type(8));
-    EXPECT_FALSE(generic.ContainsDateConvertFunction(L"CONVERT STR_TO_DATE"));
 }
 
 TEST_F(DialectTest, RowLimitsAndTheSeverityQueryFollowTheDatabaseType) {

@@ -14,8 +14,6 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
-#include <map>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
@@ -98,9 +96,7 @@ class ScriptedDataSource : public TestObject<ScriptedDataSource, IDBInitialize, 
                                              IDBCreateSession, ISupportErrorInfo> {
 public:
     bool Answers(REFIID iid, IDBInitialize*) const { return iid == IID_IDBInitialize; }
-    bool Answers(REFIID iid, IDBProperties*) const {
-        return offersProperties && iid == IID_IDBProperties;
-    }
+    bool Answers(REFIID iid, IDBProperties*) const { return iid == IID_IDBProperties; }
     bool Answers(REFIID iid, IDBCreateSession*) const { return iid == IID_IDBCreateSession; }
     bool Answers(REFIID iid, ISupportErrorInfo*) const { return iid == IID_ISupportErrorInfo; }
 
@@ -117,40 +113,35 @@ public:
         return initializeResult;
     }
     HRESULT STDMETHODCALLTYPE Uninitialize() override {
-        ++uninitializeCalls;
         initialized = false;
         return S_OK;
     }
 
+    // Answers the connection status alone, for one property of one set.
     HRESULT STDMETHODCALLTYPE GetProperties(ULONG idSetCount, const DBPROPIDSET idSets[],
                                             ULONG* setCount, DBPROPSET** sets) override {
-        ++getPropertiesCalls;
         *setCount = 0;
         *sets = nullptr;
-        if (FAILED(getPropertiesResult))
-            return getPropertiesResult;
-        auto* out = static_cast<DBPROPSET*>(CoTaskMemAlloc(idSetCount * sizeof(DBPROPSET)));
-        bool anyMissing = false;
-        for (ULONG s = 0; s < idSetCount; ++s) {
-            const DBPROPIDSET& idSet = idSets[s];
-            out[s].guidPropertySet = idSet.guidPropertySet;
-            out[s].cProperties = idSet.cPropertyIDs;
-            out[s].rgProperties =
-                static_cast<DBPROP*>(CoTaskMemAlloc(idSet.cPropertyIDs * sizeof(DBPROP)));
-            for (ULONG p = 0; p < idSet.cPropertyIDs; ++p) {
-                DBPROP& property = out[s].rgProperties[p];
-                property = DBPROP{};
-                property.dwPropertyID = idSet.rgPropertyIDs[p];
-                VariantInit(&property.vValue);
-                if (!Fill(idSet.guidPropertySet, property)) {
-                    property.dwStatus = DBPROPSTATUS_NOTSUPPORTED;
-                    anyMissing = true;
-                }
-            }
-        }
-        *setCount = idSetCount;
+        if (idSetCount != 1 || idSets[0].cPropertyIDs != 1)
+            return E_NOTIMPL;
+        auto* out = static_cast<DBPROPSET*>(CoTaskMemAlloc(sizeof(DBPROPSET)));
+        out->guidPropertySet = idSets[0].guidPropertySet;
+        out->cProperties = 1;
+        out->rgProperties = static_cast<DBPROP*>(CoTaskMemAlloc(sizeof(DBPROP)));
+        DBPROP& property = out->rgProperties[0];
+        property = DBPROP{};
+        property.dwPropertyID = idSets[0].rgPropertyIDs[0];
+        VariantInit(&property.vValue);
+        *setCount = 1;
         *sets = out;
-        return anyMissing ? DB_E_ERRORSOCCURRED : S_OK;
+        if (idSets[0].guidPropertySet != DBPROPSET_DATASOURCEINFO ||
+            property.dwPropertyID != DBPROP_CONNECTIONSTATUS) {
+            property.dwStatus = DBPROPSTATUS_NOTSUPPORTED;
+            return DB_E_ERRORSOCCURRED;
+        }
+        property.vValue.vt = VT_I4;
+        property.vValue.lVal = initialized ? DBPROPVAL_CS_INITIALIZED : DBPROPVAL_CS_UNINITIALIZED;
+        return S_OK;
     }
     HRESULT STDMETHODCALLTYPE GetPropertyInfo(ULONG, const DBPROPIDSET[], ULONG*, DBPROPINFOSET**,
                                               OLECHAR**) override {
@@ -189,8 +180,6 @@ public:
 
     HRESULT STDMETHODCALLTYPE CreateSession(IUnknown*, REFIID iid, IUnknown** session) override {
         *session = nullptr;
-        if (FAILED(createSessionResult))
-            return createSessionResult;
         if (!initialized)
             return E_UNEXPECTED;
         if (sessionsCreated >= sessions.size())
@@ -198,7 +187,7 @@ public:
         return sessions[sessionsCreated++].QueryInterface(iid, reinterpret_cast<void**>(session));
     }
 
-    // The first set of every SetProperties call, in call order.
+    // Set `set` of SetProperties call `call`.
     const ReceivedSet& Set(std::size_t call, std::size_t set = 0) const {
         return setPropertiesCalls.at(call).at(set);
     }
@@ -206,43 +195,13 @@ public:
     HRESULT initializeResult = S_OK;
     std::vector<HdbErrorRecord> initializeRecords;
     std::function<void()> beforeInitialize;
-    HRESULT getPropertiesResult = S_OK;
     std::vector<HRESULT> setPropertiesResults;
-    HRESULT createSessionResult = S_OK;
-    bool offersProperties = true;
-    std::optional<LONG> oledbServices;
-    LONG structuredStorage = 0;
 
     std::atomic<bool> initialized{false};
     std::atomic<int> initializeCalls{0};
-    int uninitializeCalls = 0;
-    int getPropertiesCalls = 0;
     std::vector<std::vector<ReceivedSet>> setPropertiesCalls;
     std::vector<ScriptedSession> sessions = std::vector<ScriptedSession>(4);
     std::size_t sessionsCreated = 0;
-
-private:
-    bool Fill(const GUID& set, DBPROP& property) {
-        if (set == DBPROPSET_DATASOURCEINFO && property.dwPropertyID == DBPROP_CONNECTIONSTATUS) {
-            property.vValue.vt = VT_I4;
-            property.vValue.lVal =
-                initialized ? DBPROPVAL_CS_INITIALIZED : DBPROPVAL_CS_UNINITIALIZED;
-            return true;
-        }
-        if (set == DBPROPSET_DATASOURCEINFO && property.dwPropertyID == DBPROP_STRUCTUREDSTORAGE) {
-            property.vValue.vt = VT_I4;
-            property.vValue.lVal = structuredStorage;
-            return true;
-        }
-        if (set == DBPROPSET_DBINIT && property.dwPropertyID == DBPROP_INIT_OLEDBSERVICES) {
-            if (oledbServices) {
-                property.vValue.vt = VT_I4;
-                property.vValue.lVal = *oledbServices;
-            }
-            return true;
-        }
-        return false;
-    }
 };
 
 // The data initialisation service: data source objects by provider class

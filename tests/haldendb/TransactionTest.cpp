@@ -1,6 +1,6 @@
 // Transactions on a scripted session (the exact-S_OK rule, re-connecting on
-// construction, a data source that cannot connect) and on the embedded
-// SQLite provider, their outcome seen from a second connection.
+// construction) and on the embedded SQLite provider: their outcome seen from
+// a second connection, and a data source that cannot connect.
 #include "TestSupport.h"
 #include "ScriptedProvider.h"
 #include "EmbeddedDatabase.h"
@@ -95,37 +95,6 @@ TEST_F(TransactionTest, ADisconnectedDataSourceIsReconnectedAndSaysSo) {
     EXPECT_TRUE(transaction.StartTransaction(ISOLATIONLEVEL_READCOMMITTED, 0, nullptr, nullptr));
 }
 
-TEST_F(TransactionTest, ADataSourceThatCannotConnectGivesATransactionThatAnswersFalse) {
-    // The provider object exists, but refuses the login and then the session.
-    dso.initializeResult = DB_SEC_E_AUTH_FAILED;
-    {
-        CTransactionClass transaction(source);
-        EXPECT_FALSE(source->IsConnected());
-        EXPECT_EQ(static_cast<ITransactionLocal*>(transaction), nullptr);
-        EXPECT_FALSE(
-            transaction.StartTransaction(ISOLATIONLEVEL_READCOMMITTED, 0, nullptr, nullptr));
-        EXPECT_FALSE(transaction.CommitTransaction(false, XACTTC_SYNC, 0));
-        EXPECT_FALSE(transaction.RollbackTransaction(nullptr, false, false));
-        EXPECT_TRUE(successes.reports.empty());
-        EXPECT_EQ(ReportsCaptioned(errors, 15508).size(), 1u);
-        EXPECT_EQ(dso.sessions[0].starts + dso.sessions[0].commits + dso.sessions[0].aborts, 0);
-    }
-    // No provider at all: the transaction stops before asking for a session.
-    errors.reports.clear();
-    auto orphan = std::make_shared<CDataSource>(CBaseOLEDBClass::eSQLServer);
-    orphan->SetCallBackForErrorMessages(&ReportCollector::Collect, &errors);
-    orphan->SetDataSource(L"orcl");
-    EXPECT_FALSE(orphan->Connect(CLSID_HDB_ORAOLEDB));
-    errors.reports.clear();
-    CTransactionClass transaction(orphan);
-    EXPECT_EQ(static_cast<ITransactionLocal*>(transaction), nullptr);
-    EXPECT_FALSE(transaction.StartTransaction(ISOLATIONLEVEL_READCOMMITTED, 0, nullptr, nullptr));
-    EXPECT_FALSE(transaction.CommitTransaction(false, XACTTC_SYNC, 0));
-    EXPECT_FALSE(transaction.RollbackTransaction(nullptr, false, false));
-    EXPECT_EQ(ReportsCaptioned(errors, 15515).size(), 1u);
-    EXPECT_TRUE(ReportsCaptioned(errors, 15508).empty());
-}
-
 // ------------------------------------------------------------------ embedded
 
 class EmbeddedTransactionTest : public testing::Test {
@@ -177,25 +146,32 @@ TEST_F(EmbeddedTransactionTest, ARollbackLeavesNothingAndACommitIsSeenByAnotherC
     EXPECT_FALSE(transaction.CommitTransaction(false, XACTTC_SYNC, 0));
 }
 
-TEST_F(EmbeddedTransactionTest, ATransactionOnAFileThatCannotBeOpenedAnswersFalse) {
-    auto broken = std::make_shared<CDataSource>();
-    broken->SetDataSource(folder.File("no-such-folder") + L"/x.db");
-    broken->SetUser(L"app");
-    broken->SetPassword(L"pw");
-    ReportCollector errors;
-    broken->SetCallBackForErrorMessages(&ReportCollector::Collect, &errors);
-    EXPECT_FALSE(broken->Connect(CLSID_HDB_EMBEDDED));
-    errors.reports.clear();
+TEST_F(EmbeddedTransactionTest, ADataSourceThatCannotConnectGivesATransactionThatAnswersFalse) {
+    // One provider object that refuses the file, and one data source with no
+    // provider object at all.
+    auto unopenable = std::make_shared<CDataSource>();
+    unopenable->SetDataSource(folder.File("no-such-folder") + L"/x.db");
+    auto unregistered = std::make_shared<CDataSource>();
+    unregistered->SetDataSource(L"orcl");
+    EXPECT_FALSE(unopenable->Connect(CLSID_HDB_EMBEDDED));
+    EXPECT_FALSE(unregistered->Connect(CLSID_HDB_ORAOLEDB));
 
-    CTransactionClass transaction(broken);
-    EXPECT_FALSE(broken->IsConnected());
-    EXPECT_EQ(static_cast<ITransactionLocal*>(transaction), nullptr);
-    EXPECT_FALSE(transaction.StartTransaction(ISOLATIONLEVEL_READCOMMITTED, 0, nullptr, nullptr));
-    EXPECT_FALSE(transaction.CommitTransaction(false, XACTTC_SYNC, 0));
-    EXPECT_FALSE(transaction.RollbackTransaction(nullptr, false, false));
-    // The re-connect was announced and failed; nothing was reported as a success.
-    EXPECT_FALSE(ReportsCaptioned(errors, 15531).empty());
-    EXPECT_FALSE(ReportsCaptioned(errors, 15517).empty());
+    for (const auto& source : {unopenable, unregistered}) {
+        ReportCollector errors;
+        ReportCollector successes;
+        source->SetCallBackForErrorMessages(&ReportCollector::Collect, &errors);
+        source->SetCallBackForSuccessMessages(&ReportCollector::Collect, &successes);
+        CTransactionClass transaction(source);
+        EXPECT_FALSE(source->IsConnected());
+        EXPECT_EQ(static_cast<ITransactionLocal*>(transaction), nullptr);
+        EXPECT_FALSE(
+            transaction.StartTransaction(ISOLATIONLEVEL_READCOMMITTED, 0, nullptr, nullptr));
+        EXPECT_FALSE(transaction.CommitTransaction(false, XACTTC_SYNC, 0));
+        EXPECT_FALSE(transaction.RollbackTransaction(nullptr, false, false));
+        // The re-connect was announced and failed; no success was reported.
+        EXPECT_EQ(ReportsCaptioned(errors, 15531).size(), 1u);
+        EXPECT_TRUE(successes.reports.empty());
+    }
 }
 
 } // namespace
