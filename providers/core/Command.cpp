@@ -15,11 +15,24 @@ size_t BoundedStrlen(const char* text, size_t max) {
     return end == nullptr ? max : static_cast<const char*>(end) - text;
 }
 
-size_t BoundedWcslen(const wchar_t* text, size_t maxChars) {
+// Consumer buffers are laid out as the consumer likes, so nothing read from
+// them may assume alignment.
+size_t BoundedWcslen(const void* text, size_t maxChars) {
+    const auto* bytes = static_cast<const BYTE*>(text);
     size_t n = 0;
-    while (n < maxChars && text[n] != L'\0')
-        ++n;
+    for (; n < maxChars; ++n) {
+        wchar_t c;
+        std::memcpy(&c, bytes + n * sizeof(wchar_t), sizeof c);
+        if (c == L'\0')
+            break;
+    }
     return n;
+}
+
+template <class T> T LoadAt(const void* p) {
+    T value;
+    std::memcpy(&value, p, sizeof value);
+    return value;
 }
 
 // Converts through the conversion engine into a cell of type to.
@@ -38,7 +51,8 @@ DBSTATUS ConvertInto(DBTYPE from, const void* src, DBLENGTH srcLength, DBTYPE to
     }
     case DBTYPE_NUMERIC: {
         DB_NUMERIC v{};
-        HdbDataConvert(from, to, srcLength, &length, src, &v, sizeof v, DBSTATUS_S_OK, &status, 38,
+        // Precision 0 keeps the source's own scale (a CY or DECIMAL fraction).
+        HdbDataConvert(from, to, srcLength, &length, src, &v, sizeof v, DBSTATUS_S_OK, &status, 0,
                        0, 0);
         if (status == DBSTATUS_S_OK)
             set.SetNumeric(col, v);
@@ -70,7 +84,7 @@ DBSTATUS ConvertInto(DBTYPE from, const void* src, DBLENGTH srcLength, DBTYPE to
 // Reads one parameter value out of the consumer's buffer into a cell.
 DBSTATUS ParameterCell(const DBBINDING& b, const BYTE* base, backend::RowBuffer& set, size_t col) {
     if (b.dwPart & DBPART_STATUS) {
-        DBSTATUS given = *reinterpret_cast<const DBSTATUS*>(base + b.obStatus);
+        DBSTATUS given = LoadAt<DBSTATUS>(base + b.obStatus);
         if (given == DBSTATUS_S_ISNULL || given == DBSTATUS_S_DEFAULT ||
             given == DBSTATUS_S_IGNORE) {
             set.SetNull(col);
@@ -86,15 +100,14 @@ DBSTATUS ParameterCell(const DBBINDING& b, const BYTE* base, backend::RowBuffer&
     const DBTYPE type = b.wType & ~DBTYPE_BYREF;
     const void* value = base + b.obValue;
     if (b.wType & DBTYPE_BYREF) {
-        value = *reinterpret_cast<void* const*>(value);
+        value = LoadAt<const void*>(value);
         if (value == nullptr) {
             set.SetNull(col);
             return DBSTATUS_S_OK;
         }
     }
     const bool hasLength = (b.dwPart & DBPART_LENGTH) != 0;
-    const DBLENGTH givenLength =
-        hasLength ? *reinterpret_cast<const DBLENGTH*>(base + b.obLength) : 0;
+    const DBLENGTH givenLength = hasLength ? LoadAt<DBLENGTH>(base + b.obLength) : 0;
     auto load = [&](auto v) {
         std::remove_cv_t<decltype(v)> x;
         std::memcpy(&x, value, sizeof x);
@@ -166,16 +179,16 @@ DBSTATUS ParameterCell(const DBBINDING& b, const BYTE* base, backend::RowBuffer&
         return DBSTATUS_S_OK;
     }
     case DBTYPE_WSTR: {
-        const auto* text = static_cast<const wchar_t*>(value);
         size_t n = hasLength ? givenLength / sizeof(wchar_t)
-                             : BoundedWcslen(text, (b.wType & DBTYPE_BYREF)
-                                                       ? SIZE_MAX
-                                                       : b.cbMaxLen / sizeof(wchar_t));
-        set.SetWide(col, text, n);
+                             : BoundedWcslen(value, (b.wType & DBTYPE_BYREF)
+                                                        ? SIZE_MAX
+                                                        : b.cbMaxLen / sizeof(wchar_t));
+        // SetWide copies bytes, so an unaligned text is fine here.
+        set.SetWide(col, static_cast<const wchar_t*>(value), n);
         return DBSTATUS_S_OK;
     }
     case DBTYPE_BSTR: {
-        BSTR text = *static_cast<const BSTR*>(value);
+        BSTR text = LoadAt<BSTR>(value);
         if (text == nullptr)
             set.SetWide(col, L"", 0);
         else
@@ -186,7 +199,7 @@ DBSTATUS ParameterCell(const DBBINDING& b, const BYTE* base, backend::RowBuffer&
         set.SetBytes(col, value, hasLength ? givenLength : b.cbMaxLen);
         return DBSTATUS_S_OK;
     case DBTYPE_VARIANT: {
-        const auto& v = *static_cast<const VARIANT*>(value);
+        const VARIANT v = LoadAt<VARIANT>(value); // a shallow copy, only read
         switch (v.vt) {
         case VT_EMPTY:
         case VT_NULL:
@@ -216,7 +229,7 @@ DBSTATUS ParameterCell(const DBBINDING& b, const BYTE* base, backend::RowBuffer&
     }
     case DBTYPE_IUNKNOWN: {
         // A stream handed in as the value: read it to its end.
-        auto* unknown = *static_cast<IUnknown* const*>(value);
+        auto* unknown = LoadAt<IUnknown*>(value);
         if (unknown == nullptr) {
             set.SetNull(col);
             return DBSTATUS_S_OK;
@@ -390,7 +403,7 @@ HRESULT Command::BindParams(const DBPARAMS& params, size_t paramCount) {
             if (status != DBSTATUS_S_OK) {
                 failed = true;
                 if (b.dwPart & DBPART_STATUS)
-                    *reinterpret_cast<DBSTATUS*>(base + b.obStatus) = status;
+                    std::memcpy(base + b.obStatus, &status, sizeof status);
             }
         }
     }

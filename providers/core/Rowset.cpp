@@ -482,8 +482,10 @@ HRESULT Rowset::FillBinding(const DBBINDING& b, HROW row, const backend::RowBuff
             status = DBSTATUS_E_CANTCREATE;
         } else {
             length = cell.length;
+            // Consumer offsets need not be aligned: every store is a copy.
+            ISequentialStream* pointer = stream;
             if (wantValue)
-                *reinterpret_cast<ISequentialStream**>(value) = stream;
+                std::memcpy(value, &pointer, sizeof pointer);
             else
                 stream->Release();
         }
@@ -507,8 +509,10 @@ HRESULT Rowset::FillBinding(const DBBINDING& b, HROW row, const backend::RowBuff
                 status = DBSTATUS_S_TRUNCATED;
             } else {
                 size_t chars = std::min<size_t>(cell.length / sizeof(wchar_t), room - 1);
-                std::memcpy(value, buffer.Data(cell), chars * sizeof(wchar_t));
-                reinterpret_cast<wchar_t*>(value)[chars] = L'\0';
+                if (chars != 0)
+                    std::memcpy(value, buffer.Data(cell), chars * sizeof(wchar_t));
+                const wchar_t terminator = L'\0';
+                std::memcpy(value + chars * sizeof(wchar_t), &terminator, sizeof terminator);
                 if (chars * sizeof(wchar_t) < cell.length)
                     status = DBSTATUS_S_TRUNCATED;
             }
@@ -517,7 +521,8 @@ HRESULT Rowset::FillBinding(const DBBINDING& b, HROW row, const backend::RowBuff
         length = cell.length;
         if (wantValue) {
             size_t bytes = std::min<size_t>(cell.length, b.cbMaxLen);
-            std::memcpy(value, buffer.Data(cell), bytes);
+            if (bytes != 0)
+                std::memcpy(value, buffer.Data(cell), bytes);
             if (bytes < cell.length)
                 status = DBSTATUS_S_TRUNCATED;
         }

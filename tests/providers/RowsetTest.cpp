@@ -235,6 +235,89 @@ TEST_F(RowsetTest, LongValuesAreReadThroughStreamsInChunks) {
     EXPECT_EQ(std::memcmp(bytes.data(), blob.data(), blob.size()), 0);
 }
 
+TEST_F(RowsetTest, PackedLayoutsWithOddOffsetsAreFilledAndRead) {
+    // Consumers pack their groups without padding; nothing may assume
+    // alignment, neither for parameters read nor for values written.
+    ASSERT_EQ(Exec(m_session.Get(), L"CREATE TABLE o (s VARCHAR(3), t TEXT, n INTEGER, e TEXT)"),
+              S_OK);
+    auto command = NewCommand(m_session.Get(), L"INSERT INTO o VALUES (?, ?, ?, '')");
+    auto make = [](DBORDINAL ordinal, DBTYPE type, DBLENGTH maxLen, DBBYTEOFFSET at) {
+        DBBINDING b{};
+        b.iOrdinal = ordinal;
+        b.obStatus = at;
+        b.obLength = at + 4;
+        b.obValue = at + 12;
+        b.dwPart = DBPART_VALUE | DBPART_LENGTH | DBPART_STATUS;
+        b.cbMaxLen = maxLen;
+        b.wType = type;
+        b.eParamIO = DBPARAMIO_INPUT;
+        return b;
+    };
+    DBBINDING params[] = {make(1, DBTYPE_WSTR, 3 * sizeof(wchar_t), 1),
+                          make(2, DBTYPE_BSTR, sizeof(BSTR), 31), make(3, DBTYPE_I8, 8, 59)};
+    auto accessor = command.As<IAccessor>(IID_IAccessor);
+    HACCESSOR h = DB_NULL_HACCESSOR;
+    ASSERT_EQ(accessor->CreateAccessor(DBACCESSOR_PARAMETERDATA, 3, params, 80, &h, nullptr), S_OK);
+    std::vector<BYTE> data(80, 0);
+    const DBSTATUS ok = DBSTATUS_S_OK;
+    const DBLENGTH noLength = 0;
+    for (const auto& b : params) {
+        std::memcpy(data.data() + b.obStatus, &ok, sizeof ok);
+        std::memcpy(data.data() + b.obLength, &noLength, sizeof noLength);
+    }
+    const wchar_t abc[] = L"abc";
+    std::memcpy(data.data() + params[0].obValue, abc, 3 * sizeof(wchar_t));
+    BSTR long_text = SysAllocString(L"long text");
+    std::memcpy(data.data() + params[1].obValue, &long_text, sizeof long_text);
+    const LONGLONG number = 77;
+    std::memcpy(data.data() + params[2].obValue, &number, sizeof number);
+    // Lengths are not bound: the texts end at their terminator or the buffer.
+    for (auto& b : params)
+        b.dwPart &= ~DBPART_LENGTH;
+    HACCESSOR noLengths = DB_NULL_HACCESSOR;
+    ASSERT_EQ(
+        accessor->CreateAccessor(DBACCESSOR_PARAMETERDATA, 3, params, 80, &noLengths, nullptr),
+        S_OK);
+    DBPARAMS p{data.data(), 1, noLengths};
+    ASSERT_EQ(command->Execute(nullptr, IID_NULL, &p, nullptr, nullptr), S_OK);
+    SysFreeString(long_text);
+    EXPECT_EQ(Scalar("SELECT s || '|' || t || '|' || n FROM o"), "abc|long text|77");
+
+    DBOBJECT object{STGM_READ, IID_ISequentialStream};
+    DBBINDING row[] = {make(1, DBTYPE_WSTR, 4 * sizeof(wchar_t), 3),
+                       make(2, DBTYPE_IUNKNOWN, sizeof(IUnknown*), 33),
+                       make(4, DBTYPE_WSTR, 2 * sizeof(wchar_t), 57)};
+    row[1].pObject = &object;
+    for (auto& b : row)
+        b.eParamIO = DBPARAMIO_NOTPARAM;
+    auto rowset = Open(L"SELECT * FROM o");
+    auto rowAccessor = rowset.As<IAccessor>(IID_IAccessor);
+    HACCESSOR rh = DB_NULL_HACCESSOR;
+    ASSERT_EQ(rowAccessor->CreateAccessor(DBACCESSOR_ROWDATA, 3, row, 0, &rh, nullptr), S_OK);
+    DBCOUNTITEM obtained = 0;
+    HROW handle[1];
+    HROW* handles = handle;
+    ASSERT_EQ(rowset->GetNextRows(DB_NULL_HCHAPTER, 0, 1, &obtained, &handles), S_OK);
+    std::vector<BYTE> out(90, 0xCC);
+    ASSERT_EQ(rowset->GetData(handle[0], rh, out.data()), S_OK);
+    wchar_t text[4];
+    std::memcpy(text, out.data() + row[0].obValue, sizeof text);
+    EXPECT_EQ(std::wstring(text), L"abc");
+    ISequentialStream* stream = nullptr;
+    std::memcpy(&stream, out.data() + row[1].obValue, sizeof stream);
+    ASSERT_NE(stream, nullptr);
+    wchar_t chunk[16] = {};
+    ULONG read = 0;
+    stream->Read(chunk, sizeof chunk, &read);
+    EXPECT_EQ(read, 9 * sizeof(wchar_t));
+    EXPECT_EQ(std::wstring(chunk, 9), L"long text");
+    stream->Release();
+    wchar_t empty = L'x';
+    std::memcpy(&empty, out.data() + row[2].obValue, sizeof empty);
+    EXPECT_EQ(empty, L'\0');
+    rowset->ReleaseRows(1, handle, nullptr, nullptr, nullptr);
+}
+
 TEST_F(RowsetTest, BadBindingsAreMarkedOneByOne) {
     ASSERT_EQ(Exec(m_session.Get(), L"CREATE TABLE z (a INTEGER, d DATE)"), S_OK);
     auto rowset = Open(L"SELECT a, d FROM z");
