@@ -1,0 +1,788 @@
+// The scripted provider: a backend answering from the shared script state,
+// and thin subclasses of the provider core's objects for the answers a
+// backend cannot give (result codes of Cancel and of the transaction calls,
+// references held on behalf of the test, the property sets as received).
+#include "ScriptedProvider.h"
+
+#include <algorithm>
+#include <array>
+#include <condition_variable>
+#include <mutex>
+#include <new>
+
+#include "core/Core.h"
+
+namespace hdbscripted {
+
+namespace backend = hdb::backend;
+namespace core = hdb::core;
+
+namespace detail {
+
+struct Rule {
+    std::wstring piece;
+    int failuresLeft = 0;
+    bool failAlways = false;
+    Fault fault;
+    std::optional<DBROWCOUNT> affected;
+    std::vector<backend::ColumnInfo> columns;
+    std::vector<std::vector<Value>> rows;
+    std::optional<size_t> fetchFailAfter;
+    Fault fetchFault;
+    std::optional<std::chrono::milliseconds> block;
+    int executions = 0;
+    int blocked = 0;
+};
+
+struct Answer {
+    HRESULT result = S_OK;
+    Fault fault;
+};
+
+struct State {
+    mutable std::mutex mutex;
+    mutable std::condition_variable changed;
+    CLSID classId = GUID_NULL;
+
+    std::optional<Fault> connectFault;
+    int connects = 0;
+    std::vector<PropertyCall> propertyCalls;
+
+    std::vector<std::shared_ptr<Rule>> rules;
+    std::vector<std::wstring> executed;
+
+    HRESULT cancelResult = S_OK;
+    int cancels = 0;
+
+    Answer start, commit, abort;
+    int starts = 0, commits = 0, aborts = 0;
+    ISOLEVEL lastIsolation = 0;
+
+    std::array<ULONG, 4> hold{};
+    std::vector<IUnknown*> held;
+
+    // The rule answering text, or null.
+    std::shared_ptr<Rule> RuleFor(const std::wstring& text) const {
+        for (const auto& rule : rules)
+            if (text.find(rule->piece) != std::wstring::npos)
+                return rule;
+        return nullptr;
+    }
+
+    // Takes `hold` references of a new object of the given kind.
+    void Hold(ObjectKind kind, IUnknown* object) {
+        std::lock_guard lock(mutex);
+        for (ULONG i = 0; i < hold[static_cast<size_t>(kind)]; ++i) {
+            object->AddRef();
+            held.push_back(object);
+        }
+    }
+};
+
+} // namespace detail
+
+using detail::State;
+
+namespace {
+
+backend::Diagnostic DiagnosticOf(const Fault& fault) {
+    backend::Diagnostic d;
+    d.message = fault.message;
+    d.sqlState = fault.sqlState;
+    d.nativeError = fault.nativeError;
+    d.failure = static_cast<backend::Failure>(fault.kind);
+    return d;
+}
+
+// FaultKind names the backend's failure kinds one for one.
+static_assert(static_cast<int>(FaultKind::conversion) ==
+              static_cast<int>(backend::Failure::conversion));
+
+DBCOLUMNFLAGS FlagsOf(DBTYPE type) {
+    DBCOLUMNFLAGS flags = DBCOLUMNFLAGS_ISNULLABLE | DBCOLUMNFLAGS_MAYBENULL;
+    if (type != DBTYPE_WSTR && type != DBTYPE_STR && type != DBTYPE_BYTES)
+        flags |= DBCOLUMNFLAGS_ISFIXEDLENGTH;
+    return flags;
+}
+
+// ------------------------------------------------------------ backend
+
+class ScriptedStatement final : public backend::Statement {
+public:
+    explicit ScriptedStatement(std::shared_ptr<State> state) : m_state(std::move(state)) {}
+
+    bool Prepare(const std::wstring& text, backend::Diagnostics&) override {
+        m_text = text;
+        return true;
+    }
+
+    // Positional markers outside quoted text, all described as wide text.
+    bool DescribeParameters(std::vector<backend::ParameterInfo>& params,
+                            backend::Diagnostics&) override {
+        params.clear();
+        wchar_t quote = 0;
+        for (wchar_t c : m_text) {
+            if (quote != 0) {
+                if (c == quote)
+                    quote = 0;
+            } else if (c == L'\'' || c == L'"') {
+                quote = c;
+            } else if (c == L'?') {
+                params.emplace_back();
+            }
+        }
+        return true;
+    }
+
+    bool DescribeColumns(std::vector<backend::ColumnInfo>& columns,
+                         backend::Diagnostics&) override {
+        std::lock_guard lock(m_state->mutex);
+        auto rule = m_state->RuleFor(m_text);
+        columns = rule ? rule->columns : std::vector<backend::ColumnInfo>();
+        return true;
+    }
+
+    bool BindParameters(const backend::RowBuffer*, size_t, backend::Diagnostics&) override {
+        return true;
+    }
+
+    bool Execute(DBROWCOUNT& rowsAffected, bool& hasRows, backend::Diagnostics& diag) override {
+        rowsAffected = DB_COUNTUNAVAILABLE;
+        hasRows = false;
+        m_rows.clear();
+        m_next = 0;
+        std::shared_ptr<detail::Rule> rule;
+        std::optional<std::chrono::milliseconds> block;
+        {
+            std::lock_guard lock(m_state->mutex);
+            m_state->executed.push_back(m_text);
+            rule = m_state->RuleFor(m_text);
+            if (!rule) {
+                rowsAffected = 0;
+                return true;
+            }
+            ++rule->executions;
+            if (rule->failAlways || rule->failuresLeft > 0) {
+                if (rule->failuresLeft > 0)
+                    --rule->failuresLeft;
+                diag.push_back(DiagnosticOf(rule->fault));
+                return false;
+            }
+            block = rule->block;
+        }
+        if (block && !BlockUntilCanceled(*rule, *block)) {
+            diag.push_back(
+                {L"The statement was canceled.", L"HY008", 0, backend::Failure::canceled});
+            return false;
+        }
+        std::lock_guard lock(m_state->mutex);
+        m_columns = rule->columns;
+        m_rows = rule->rows;
+        m_fetchFailAfter = rule->fetchFailAfter;
+        m_fetchFault = rule->fetchFault;
+        hasRows = !m_columns.empty();
+        rowsAffected = rule->affected.value_or(hasRows ? DB_COUNTUNAVAILABLE : 0);
+        return true;
+    }
+
+    bool DescribeResult(std::vector<backend::ColumnInfo>& columns, backend::Diagnostics&) override {
+        columns = m_columns;
+        return true;
+    }
+
+    backend::FetchResult Fetch(backend::RowBuffer* const rows[], size_t count, size_t& fetched,
+                               backend::Diagnostics& diag) override {
+        fetched = 0;
+        while (fetched < count && m_next < m_rows.size()) {
+            // A fetch reaching past the failing row fails as a whole, as a
+            // lost connection fails the block it was reading.
+            if (m_fetchFailAfter && m_next >= *m_fetchFailAfter) {
+                diag.push_back(DiagnosticOf(m_fetchFault));
+                return backend::FetchResult::error;
+            }
+            backend::RowBuffer& row = *rows[fetched++];
+            const auto& values = m_rows[m_next++];
+            row.Reset(m_columns.size());
+            for (size_t c = 0; c < m_columns.size() && c < values.size(); ++c) {
+                const Value& v = values[c];
+                if (const auto* i = std::get_if<LONGLONG>(&v))
+                    row.SetI8(c, *i);
+                else if (const auto* r = std::get_if<double>(&v))
+                    row.SetR8(c, *r);
+                else if (const auto* t = std::get_if<std::wstring>(&v))
+                    row.SetWide(c, t->data(), t->size());
+            }
+        }
+        return fetched != 0 ? backend::FetchResult::rows : backend::FetchResult::end;
+    }
+
+    bool ReadLong(size_t, size_t, void*, size_t, size_t& read,
+                  backend::Diagnostics& diag) override {
+        read = 0;
+        diag.push_back(
+            {L"Scripted results hold no long values.", L"HY000", 0, backend::Failure::general});
+        return false;
+    }
+
+    void CloseCursor() override {
+        m_rows.clear();
+        m_next = 0;
+    }
+
+    bool Cancel() override {
+        std::lock_guard lock(m_cancelMutex);
+        if (m_blocked) {
+            m_canceled = true;
+            m_cancelled.notify_all();
+        }
+        return true;
+    }
+
+private:
+    // Waits for a cancel or the longest time; false when canceled.
+    bool BlockUntilCanceled(detail::Rule& rule, std::chrono::milliseconds longest) {
+        std::unique_lock lock(m_cancelMutex);
+        m_blocked = true;
+        m_canceled = false;
+        {
+            std::lock_guard stateLock(m_state->mutex);
+            ++rule.blocked;
+        }
+        m_state->changed.notify_all();
+        m_cancelled.wait_for(lock, longest, [this] { return m_canceled; });
+        const bool canceled = m_canceled;
+        m_blocked = false;
+        m_canceled = false;
+        lock.unlock();
+        std::lock_guard stateLock(m_state->mutex);
+        --rule.blocked;
+        return !canceled;
+    }
+
+    std::shared_ptr<State> m_state;
+    std::wstring m_text;
+    std::vector<backend::ColumnInfo> m_columns;
+    std::vector<std::vector<Value>> m_rows;
+    size_t m_next = 0;
+    std::optional<size_t> m_fetchFailAfter;
+    Fault m_fetchFault;
+
+    std::mutex m_cancelMutex;
+    std::condition_variable m_cancelled;
+    bool m_blocked = false;
+    bool m_canceled = false;
+};
+
+class ScriptedConnection final : public backend::Connection {
+public:
+    explicit ScriptedConnection(std::shared_ptr<State> state) : m_state(std::move(state)) {}
+
+    bool Open(const backend::ConnectOptions&, backend::Diagnostics& diag) override {
+        std::lock_guard lock(m_state->mutex);
+        if (m_state->connectFault) {
+            diag.push_back(DiagnosticOf(*m_state->connectFault));
+            return false;
+        }
+        return true;
+    }
+    void Close() override {}
+    std::unique_ptr<backend::Connection> OpenAnother(backend::Diagnostics&) override {
+        return std::make_unique<ScriptedConnection>(m_state);
+    }
+    bool Begin(backend::Isolation, backend::Diagnostics&) override { return true; }
+    bool Commit(backend::Diagnostics&) override { return true; }
+    bool Rollback(backend::Diagnostics&) override { return true; }
+    bool ListCatalogs(std::vector<backend::CatalogInfo>& catalogs, backend::Diagnostics&) override {
+        catalogs = {{L"main", L""}};
+        return true;
+    }
+    std::unique_ptr<backend::Statement> NewStatement() override {
+        return std::make_unique<ScriptedStatement>(m_state);
+    }
+    std::wstring QuoteIdentifier(const std::wstring& name) const override {
+        std::wstring quoted = L"\"";
+        for (wchar_t c : name) {
+            quoted += c;
+            if (c == L'"')
+                quoted += c;
+        }
+        return quoted + L"\"";
+    }
+    std::wstring ProductName() const override { return L"Scripted database"; }
+    std::wstring ProductVersion() const override { return L"01.00.0000"; }
+
+private:
+    std::shared_ptr<State> m_state;
+};
+
+class ScriptedBackend final : public backend::Backend {
+public:
+    explicit ScriptedBackend(std::shared_ptr<State> state) : m_state(std::move(state)) {}
+    std::unique_ptr<backend::Connection> NewConnection() override {
+        return std::make_unique<ScriptedConnection>(m_state);
+    }
+    const wchar_t* ProviderName() const override { return L"haldendb scripted provider"; }
+    const wchar_t* ProviderDescription() const override { return L"haldendb scripted provider"; }
+    CLSID ProviderClassId() const override { return m_state->classId; }
+
+private:
+    std::shared_ptr<State> m_state;
+};
+
+// ------------------------------------------------------------ OLE DB objects
+
+// A transaction call as scripted: S_OK lets the core do the plain operation,
+// a failure is answered with its record without doing anything, another
+// success code replaces the core's S_OK.
+template <class Operation>
+HRESULT Answered(const detail::Answer& answer, const core::ErrorSource& source, Operation plain) {
+    if (answer.result == S_OK)
+        return plain();
+    if (FAILED(answer.result))
+        return core::ReportDiagnostics(source, answer.result, IID_ITransaction,
+                                       {DiagnosticOf(answer.fault)});
+    const HRESULT hr = plain();
+    return hr == S_OK ? answer.result : hr;
+}
+
+class ScriptedCommand final : public core::Command {
+public:
+    ScriptedCommand(core::Session* session, std::shared_ptr<State> state)
+        : Command(session), m_state(std::move(state)), m_session(session) {}
+
+    HRESULT STDMETHODCALLTYPE Cancel() override {
+        HRESULT answer;
+        {
+            std::lock_guard lock(m_state->mutex);
+            ++m_state->cancels;
+            answer = m_state->cancelResult;
+        }
+        if (answer == S_OK)
+            return Command::Cancel();
+        return core::ReportError(m_session->Source(), answer, IID_ICommand,
+                                 L"The statement could not be canceled.");
+    }
+
+    HRESULT STDMETHODCALLTYPE Execute(IUnknown* outer, REFIID riid, DBPARAMS* params,
+                                      DBROWCOUNT* rowsAffected, IUnknown** rowset) override {
+        const HRESULT hr = Command::Execute(outer, riid, params, rowsAffected, rowset);
+        if (SUCCEEDED(hr) && rowset != nullptr && *rowset != nullptr)
+            m_state->Hold(ObjectKind::rowset, *rowset);
+        return hr;
+    }
+
+private:
+    std::shared_ptr<State> m_state;
+    core::Session* m_session; // the base holds the reference
+};
+
+class ScriptedSession final : public core::Session {
+public:
+    ScriptedSession(core::DataSource* dataSource, std::unique_ptr<backend::Connection> connection,
+                    std::shared_ptr<State> state)
+        : Session(dataSource, std::move(connection)), m_state(std::move(state)) {}
+
+    HRESULT STDMETHODCALLTYPE CreateCommand(IUnknown* outer, REFIID riid,
+                                            IUnknown** command) override {
+        core::ClearError();
+        if (command == nullptr)
+            return E_INVALIDARG;
+        *command = nullptr;
+        if (outer != nullptr)
+            return DB_E_NOAGGREGATION;
+        auto* created = new (std::nothrow) ScriptedCommand(this, m_state);
+        if (created == nullptr)
+            return E_OUTOFMEMORY;
+        HRESULT hr = created->QueryInterface(riid, reinterpret_cast<void**>(command));
+        if (SUCCEEDED(hr))
+            m_state->Hold(ObjectKind::command, *command);
+        created->Release();
+        return hr;
+    }
+
+    HRESULT STDMETHODCALLTYPE StartTransaction(ISOLEVEL level, ULONG flags,
+                                               ITransactionOptions* options,
+                                               ULONG* transactionLevel) override {
+        detail::Answer answer;
+        {
+            std::lock_guard lock(m_state->mutex);
+            ++m_state->starts;
+            m_state->lastIsolation = level;
+            answer = m_state->start;
+        }
+        return Answered(answer, Source(), [&] {
+            return Session::StartTransaction(level, flags, options, transactionLevel);
+        });
+    }
+
+    HRESULT STDMETHODCALLTYPE Commit(BOOL retaining, DWORD grfTC, DWORD grfRM) override {
+        detail::Answer answer;
+        {
+            std::lock_guard lock(m_state->mutex);
+            ++m_state->commits;
+            answer = m_state->commit;
+        }
+        return Answered(answer, Source(), [&] { return Session::Commit(retaining, grfTC, grfRM); });
+    }
+
+    HRESULT STDMETHODCALLTYPE Abort(BOID* reason, BOOL retaining, BOOL async) override {
+        detail::Answer answer;
+        {
+            std::lock_guard lock(m_state->mutex);
+            ++m_state->aborts;
+            answer = m_state->abort;
+        }
+        return Answered(answer, Source(), [&] { return Session::Abort(reason, retaining, async); });
+    }
+
+private:
+    std::shared_ptr<State> m_state;
+};
+
+bool CoreKnowsSet(const GUID& set) {
+    return set == DBPROPSET_DBINIT || set == DBPROPSET_DATASOURCE ||
+           set == DBPROPSET_DATASOURCEINFO;
+}
+
+class ScriptedDataSource final : public core::DataSource {
+public:
+    explicit ScriptedDataSource(std::shared_ptr<State> state)
+        : DataSource(std::make_shared<ScriptedBackend>(state)), m_state(std::move(state)) {}
+
+    HRESULT STDMETHODCALLTYPE Initialize() override {
+        {
+            std::lock_guard lock(m_state->mutex);
+            ++m_state->connects;
+        }
+        return DataSource::Initialize();
+    }
+
+    // The core answers the sets it knows; a set it does not know (a server's
+    // own initialisation properties) is taken as given, as the provider for
+    // that server would, so that the library's full request can be checked.
+    HRESULT STDMETHODCALLTYPE SetProperties(ULONG cSets, DBPROPSET sets[]) override {
+        HRESULT hr = DataSource::SetProperties(cSets, sets);
+        if (hr != S_OK && hr != DB_S_ERRORSOCCURRED && hr != DB_E_ERRORSOCCURRED)
+            return hr;
+        size_t good = 0, bad = 0;
+        PropertyCall call;
+        for (ULONG s = 0; s < cSets; ++s) {
+            ReceivedSet received;
+            received.set = sets[s].guidPropertySet;
+            for (ULONG p = 0; p < sets[s].cProperties; ++p) {
+                DBPROP& property = sets[s].rgProperties[p];
+                if (!CoreKnowsSet(sets[s].guidPropertySet) &&
+                    property.dwStatus == DBPROPSTATUS_NOTSUPPORTED)
+                    property.dwStatus = DBPROPSTATUS_OK;
+                (property.dwStatus == DBPROPSTATUS_OK ? good : bad) += 1;
+                received.properties.push_back(Received(property));
+            }
+            call.push_back(std::move(received));
+        }
+        {
+            std::lock_guard lock(m_state->mutex);
+            m_state->propertyCalls.push_back(std::move(call));
+        }
+        if (bad == 0)
+            return S_OK;
+        return good == 0 ? DB_E_ERRORSOCCURRED : DB_S_ERRORSOCCURRED;
+    }
+
+    HRESULT STDMETHODCALLTYPE CreateSession(IUnknown* outer, REFIID riid,
+                                            IUnknown** session) override {
+        core::ClearError();
+        if (session == nullptr)
+            return E_INVALIDARG;
+        *session = nullptr;
+        if (outer != nullptr)
+            return DB_E_NOAGGREGATION;
+        backend::Diagnostics diag;
+        auto connection = OpenSessionConnection(diag);
+        if (!connection)
+            return core::ReportError(Source(), E_UNEXPECTED, IID_IDBCreateSession,
+                                     L"The data source object is not initialised.");
+        auto* created = new (std::nothrow) ScriptedSession(this, std::move(connection), m_state);
+        if (created == nullptr)
+            return E_OUTOFMEMORY;
+        HRESULT hr = created->QueryInterface(riid, reinterpret_cast<void**>(session));
+        if (SUCCEEDED(hr))
+            m_state->Hold(ObjectKind::session, *session);
+        created->Release();
+        return hr;
+    }
+
+private:
+    static ReceivedProperty Received(const DBPROP& property) {
+        ReceivedProperty r;
+        r.id = property.dwPropertyID;
+        r.options = property.dwOptions;
+        r.status = property.dwStatus;
+        r.nullColumn = property.colid.eKind == DBKIND_GUID_NAME &&
+                       property.colid.uGuid.guid == GUID_NULL &&
+                       property.colid.uName.pwszName == nullptr;
+        r.type = property.vValue.vt;
+        if (r.type == VT_BSTR && property.vValue.bstrVal != nullptr)
+            r.text = property.vValue.bstrVal;
+        else if (r.type == VT_I2)
+            r.number = property.vValue.iVal;
+        else if (r.type == VT_I4)
+            r.number = property.vValue.lVal;
+        else if (r.type == VT_BOOL)
+            r.number = property.vValue.boolVal == VARIANT_TRUE ? 1 : 0;
+        return r;
+    }
+
+    std::shared_ptr<State> m_state;
+};
+
+// The class object registered for the provider's class id.
+class ScriptedFactory final : public IClassFactory {
+public:
+    explicit ScriptedFactory(std::shared_ptr<State> state) : m_state(std::move(state)) {}
+
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** ppv) override {
+        if (ppv == nullptr)
+            return E_POINTER;
+        *ppv = nullptr;
+        if (riid != IID_IUnknown && riid != IID_IClassFactory)
+            return E_NOINTERFACE;
+        *ppv = static_cast<IClassFactory*>(this);
+        AddRef();
+        return S_OK;
+    }
+    ULONG STDMETHODCALLTYPE AddRef() override { return ++m_refs; }
+    ULONG STDMETHODCALLTYPE Release() override {
+        ULONG left = --m_refs;
+        if (left == 0)
+            delete this;
+        return left;
+    }
+    HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown* outer, REFIID riid, void** ppv) override {
+        if (ppv == nullptr)
+            return E_POINTER;
+        *ppv = nullptr;
+        if (outer != nullptr)
+            return CLASS_E_NOAGGREGATION;
+        auto* object = new (std::nothrow) ScriptedDataSource(m_state);
+        if (object == nullptr)
+            return E_OUTOFMEMORY;
+        HRESULT hr = object->QueryInterface(riid, ppv);
+        if (SUCCEEDED(hr))
+            m_state->Hold(ObjectKind::dataSource, static_cast<IUnknown*>(*ppv));
+        object->Release();
+        return hr;
+    }
+    HRESULT STDMETHODCALLTYPE LockServer(BOOL) override { return S_OK; }
+
+private:
+    std::shared_ptr<State> m_state;
+    std::atomic<ULONG> m_refs{1};
+};
+
+} // namespace
+
+// ------------------------------------------------------------ faults
+
+Fault DeadlockVictim() {
+    return {L"The transaction was chosen as deadlock victim; run it again.", L"40001", 1205,
+            FaultKind::busy};
+}
+
+Fault SevereError(LONG nativeError) {
+    return {L"The database found an inconsistency in its storage.", L"HY000", nativeError,
+            FaultKind::general};
+}
+
+const ReceivedProperty* ReceivedSet::Find(DBPROPID id) const {
+    for (const auto& property : properties)
+        if (property.id == id)
+            return &property;
+    return nullptr;
+}
+
+// ------------------------------------------------------------ statement rules
+
+StatementRule& StatementRule::FailFirst(int count, const Fault& fault) {
+    std::lock_guard lock(m_state->mutex);
+    m_rule->failuresLeft = count;
+    m_rule->failAlways = false;
+    m_rule->fault = fault;
+    return *this;
+}
+
+StatementRule& StatementRule::FailAlways(const Fault& fault) {
+    std::lock_guard lock(m_state->mutex);
+    m_rule->failAlways = true;
+    m_rule->fault = fault;
+    return *this;
+}
+
+StatementRule& StatementRule::RowsAffected(DBROWCOUNT count) {
+    std::lock_guard lock(m_state->mutex);
+    m_rule->affected = count;
+    return *this;
+}
+
+StatementRule& StatementRule::Returns(std::vector<Column> columns,
+                                      std::vector<std::vector<Value>> rows) {
+    std::vector<backend::ColumnInfo> described;
+    for (const auto& column : columns) {
+        backend::ColumnInfo info;
+        info.name = column.name;
+        info.type = column.type;
+        info.size = column.size;
+        info.flags = FlagsOf(column.type);
+        described.push_back(std::move(info));
+    }
+    std::lock_guard lock(m_state->mutex);
+    m_rule->columns = std::move(described);
+    m_rule->rows = std::move(rows);
+    return *this;
+}
+
+StatementRule& StatementRule::FailFetchAfter(size_t rows, const Fault& fault) {
+    std::lock_guard lock(m_state->mutex);
+    m_rule->fetchFailAfter = rows;
+    m_rule->fetchFault = fault;
+    return *this;
+}
+
+StatementRule& StatementRule::Blocks(std::chrono::milliseconds longest) {
+    std::lock_guard lock(m_state->mutex);
+    m_rule->block = longest;
+    return *this;
+}
+
+int StatementRule::Executions() const {
+    std::lock_guard lock(m_state->mutex);
+    return m_rule->executions;
+}
+
+bool StatementRule::WaitUntilBlocked(std::chrono::milliseconds timeout) const {
+    std::unique_lock lock(m_state->mutex);
+    return m_state->changed.wait_for(lock, timeout, [this] { return m_rule->blocked > 0; });
+}
+
+// ------------------------------------------------------------ the provider
+
+ScriptedProvider::ScriptedProvider(const CLSID& classId)
+    : m_state(std::make_shared<State>()), m_classId(classId) {
+    m_state->classId = classId;
+    auto* factory = new ScriptedFactory(m_state);
+    m_registered = SUCCEEDED(CoRegisterClassObject(classId, factory, CLSCTX_INPROC_SERVER,
+                                                   REGCLS_MULTIPLEUSE, &m_cookie));
+    factory->Release();
+}
+
+ScriptedProvider::~ScriptedProvider() {
+    if (m_registered)
+        CoRevokeClassObject(m_cookie);
+    DropHeldReferences();
+}
+
+HRESULT ScriptedProvider::NewDataSource(REFIID riid, void** object) const {
+    return CoCreateInstance(m_classId, nullptr, CLSCTX_INPROC_SERVER, riid, object);
+}
+
+void ScriptedProvider::FailConnect(std::optional<Fault> fault) {
+    std::lock_guard lock(m_state->mutex);
+    m_state->connectFault = std::move(fault);
+}
+
+int ScriptedProvider::Connects() const {
+    std::lock_guard lock(m_state->mutex);
+    return m_state->connects;
+}
+
+std::vector<PropertyCall> ScriptedProvider::PropertyCalls() const {
+    std::lock_guard lock(m_state->mutex);
+    return m_state->propertyCalls;
+}
+
+std::optional<ReceivedProperty> ScriptedProvider::LastSet(const GUID& set, DBPROPID id) const {
+    std::lock_guard lock(m_state->mutex);
+    for (auto call = m_state->propertyCalls.rbegin(); call != m_state->propertyCalls.rend(); ++call)
+        for (auto received = call->rbegin(); received != call->rend(); ++received)
+            if (received->set == set)
+                if (const ReceivedProperty* found = received->Find(id))
+                    return *found;
+    return std::nullopt;
+}
+
+StatementRule ScriptedProvider::OnStatement(const std::wstring& piece) {
+    auto rule = std::make_shared<detail::Rule>();
+    rule->piece = piece;
+    std::lock_guard lock(m_state->mutex);
+    m_state->rules.push_back(rule);
+    return StatementRule(m_state, rule);
+}
+
+std::vector<std::wstring> ScriptedProvider::Executed() const {
+    std::lock_guard lock(m_state->mutex);
+    return m_state->executed;
+}
+
+void ScriptedProvider::CancelAnswers(HRESULT result) {
+    std::lock_guard lock(m_state->mutex);
+    m_state->cancelResult = result;
+}
+
+int ScriptedProvider::Cancels() const {
+    std::lock_guard lock(m_state->mutex);
+    return m_state->cancels;
+}
+
+void ScriptedProvider::StartAnswers(HRESULT result, const Fault& fault) {
+    std::lock_guard lock(m_state->mutex);
+    m_state->start = {result, fault};
+}
+
+void ScriptedProvider::CommitAnswers(HRESULT result, const Fault& fault) {
+    std::lock_guard lock(m_state->mutex);
+    m_state->commit = {result, fault};
+}
+
+void ScriptedProvider::AbortAnswers(HRESULT result, const Fault& fault) {
+    std::lock_guard lock(m_state->mutex);
+    m_state->abort = {result, fault};
+}
+
+int ScriptedProvider::Starts() const {
+    std::lock_guard lock(m_state->mutex);
+    return m_state->starts;
+}
+
+int ScriptedProvider::Commits() const {
+    std::lock_guard lock(m_state->mutex);
+    return m_state->commits;
+}
+
+int ScriptedProvider::Aborts() const {
+    std::lock_guard lock(m_state->mutex);
+    return m_state->aborts;
+}
+
+ISOLEVEL ScriptedProvider::LastIsolation() const {
+    std::lock_guard lock(m_state->mutex);
+    return m_state->lastIsolation;
+}
+
+void ScriptedProvider::HoldReferences(ObjectKind kind, ULONG extra) {
+    std::lock_guard lock(m_state->mutex);
+    m_state->hold[static_cast<size_t>(kind)] = extra;
+}
+
+size_t ScriptedProvider::DropHeldReferences() {
+    std::vector<IUnknown*> held;
+    {
+        // Released outside the lock: a last release destroys objects that
+        // reach the state again.
+        std::lock_guard lock(m_state->mutex);
+        held.swap(m_state->held);
+    }
+    for (IUnknown* object : held)
+        object->Release();
+    return held.size();
+}
+
+} // namespace hdbscripted
