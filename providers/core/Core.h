@@ -334,9 +334,11 @@ private:
     size_t m_generation = 0;
 };
 
-// The rowset properties a command and its rowsets know.
+// The rowset properties a command and its rowsets know, and the session's.
 extern const PropertyDef RowsetPropertyDefs[];
 extern const size_t RowsetPropertyCount;
+extern const PropertyDef SessionPropertyDefs[];
+extern const size_t SessionPropertyCount;
 
 // A statement over rows held in memory (schema rowsets).
 std::shared_ptr<backend::Statement> MemoryStatement(std::vector<backend::ColumnInfo> columns,

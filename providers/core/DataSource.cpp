@@ -152,8 +152,18 @@ HRESULT DataSource::GetProperties(ULONG cSets, const DBPROPIDSET sets[], ULONG* 
 HRESULT DataSource::GetPropertyInfo(ULONG cSets, const DBPROPIDSET sets[], ULONG* pc,
                                     DBPROPINFOSET** out, OLECHAR** desc) {
     ClearError();
-    std::lock_guard lock(m_mutex);
-    return m_props.Info(cSets, sets, pc, out, desc, Visible());
+    // The data source describes every property of the provider, also those
+    // its sessions, commands and rowsets hold, so that a consumer can learn
+    // what is settable before it makes them.
+    static const std::vector<PropertyDef> all = [] {
+        std::vector<PropertyDef> defs(std::begin(DataSourceDefs), std::end(DataSourceDefs));
+        defs.insert(defs.end(), SessionPropertyDefs, SessionPropertyDefs + SessionPropertyCount);
+        defs.insert(defs.end(), RowsetPropertyDefs, RowsetPropertyDefs + RowsetPropertyCount);
+        return defs;
+    }();
+    const PropertyStore described(all.data(), all.size());
+    return described.Info(cSets, sets, pc, out, desc,
+                          Visible() | DBPROPFLAGS_SESSION | DBPROPFLAGS_ROWSET);
 }
 
 HRESULT DataSource::SetProperties(ULONG cSets, DBPROPSET sets[]) {

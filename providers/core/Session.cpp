@@ -4,13 +4,14 @@
 
 namespace hdb::core {
 
-namespace {
-
-const PropertyDef SessionDefs[] = {
+const PropertyDef SessionPropertyDefs[] = {
     {&DBPROPSET_SESSION, DBPROP_SESS_AUTOCOMMITISOLEVELS, VT_I4,
      DBPROPFLAGS_SESSION | DBPROPFLAGS_READ | DBPROPFLAGS_WRITE, L"Autocommit Isolation Levels",
      DBPROPVAL_TI_SERIALIZABLE, nullptr},
 };
+const size_t SessionPropertyCount = std::size(SessionPropertyDefs);
+
+namespace {
 
 // Local transactions keep no options of their own beyond what the consumer
 // hands in; the object only stores them.
@@ -64,7 +65,7 @@ bool IsolationOf(ISOLEVEL level, backend::Isolation& out) {
 
 Session::Session(DataSource* dataSource, std::unique_ptr<backend::Connection> connection)
     : m_dataSource(dataSource), m_connection(std::move(connection)),
-      m_props(SessionDefs, std::size(SessionDefs)) {}
+      m_props(SessionPropertyDefs, SessionPropertyCount) {}
 
 Session::~Session() {
     if (m_inTransaction) {

@@ -188,6 +188,43 @@ TEST_F(CommandTest, CancelFromAnotherThreadEndsALongQuery) {
     EXPECT_EQ(rows[0][0], L"42");
 }
 
+TEST_F(CommandTest, ALockHeldElsewhereFailsAfterTheTimeOutAsBusy) {
+    ASSERT_EQ(Exec(m_session.Get(), L"CREATE TABLE l (v INTEGER)"), S_OK);
+    auto dso = NewDataSource();
+    ASSERT_EQ(Connect(dso.Get(), m_file, 1), S_OK);
+    auto session = NewSession(dso.Get());
+    ASSERT_EQ(sqlite3_exec(Db(), "BEGIN IMMEDIATE", nullptr, nullptr, nullptr), SQLITE_OK);
+    auto start = std::chrono::steady_clock::now();
+    HRESULT hr = Exec(session.Get(), L"INSERT INTO l VALUES (1)");
+    auto waited = std::chrono::steady_clock::now() - start;
+    sqlite3_exec(Db(), "ROLLBACK", nullptr, nullptr, nullptr);
+    EXPECT_TRUE(FAILED(hr));
+    EXPECT_GE(waited, std::chrono::milliseconds(900));
+    EXPECT_LT(waited, std::chrono::seconds(4));
+    auto records = TakeErrorRecords();
+    ASSERT_FALSE(records.empty());
+    EXPECT_EQ(records[0].sqlState, L"40001");
+    EXPECT_EQ(records[0].nativeError & 0xff, SQLITE_BUSY);
+    // Once the lock is gone the same statement goes through.
+    EXPECT_EQ(Exec(session.Get(), L"INSERT INTO l VALUES (2)"), S_OK);
+    EXPECT_EQ(Scalar("SELECT group_concat(v) FROM l"), "2");
+}
+
+TEST_F(CommandTest, SeveralStatementsInOneTextRunInOrder) {
+    DBROWCOUNT affected = 0;
+    ASSERT_EQ(Exec(m_session.Get(),
+                   L"CREATE TABLE s (v INTEGER); INSERT INTO s VALUES (1); "
+                   L"INSERT INTO s VALUES (2), (3); -- done",
+                   &affected),
+              S_OK);
+    EXPECT_EQ(affected, 3);
+    EXPECT_EQ(Scalar("SELECT sum(v) FROM s"), "6");
+    // An empty text is no command.
+    auto command = NewCommand(m_session.Get(), L"SELECT 1");
+    ASSERT_EQ(command->SetCommandText(DBGUID_DEFAULT, L""), S_OK);
+    EXPECT_EQ(command->Execute(nullptr, IID_NULL, nullptr, nullptr, nullptr), DB_E_NOCOMMAND);
+}
+
 TEST_F(CommandTest, RowsetPropertiesTheLibrarySetsAreAcceptedOrRefused) {
     auto command = NewCommand(m_session.Get(), L"SELECT 1 AS one UNION ALL SELECT 2");
     auto props = command.As<ICommandProperties>(IID_ICommandProperties);

@@ -114,6 +114,27 @@ TEST(DataSource, InitialisationPropertiesAreDescribedAndSettableUntilInitialised
     std::filesystem::remove(file);
 }
 
+TEST(DataSource, DescribesTheRowsetPropertiesItsCommandsTake) {
+    auto dso = NewDataSource();
+    auto props = PropsOf(dso.Get());
+    DBPROPID ids[] = {DBPROP_IRowsetLocate, DBPROP_IRowsetChange, DBPROP_ISequentialStream, 0x7fff};
+    DBPROPIDSET wanted{ids, ULONG(std::size(ids)), DBPROPSET_ROWSET};
+    ULONG count = 0;
+    DBPROPINFOSET* infos = nullptr;
+    OLECHAR* text = nullptr;
+    ASSERT_EQ(props->GetPropertyInfo(1, &wanted, &count, &infos, &text), DB_S_ERRORSOCCURRED);
+    ASSERT_EQ(infos[0].cPropertyInfos, 4u);
+    const DBPROPINFO* info = infos[0].rgPropertyInfos;
+    EXPECT_NE(info[0].dwFlags & DBPROPFLAGS_WRITE, 0u);
+    EXPECT_NE(info[0].dwFlags & DBPROPFLAGS_ROWSET, 0u);
+    EXPECT_EQ(info[1].dwFlags & DBPROPFLAGS_WRITE, 0u);
+    EXPECT_EQ(info[2].vtType, VT_BOOL);
+    EXPECT_EQ(info[3].dwFlags, DBPROPFLAGS_NOTSUPPORTED);
+    CoTaskMemFree(infos[0].rgPropertyInfos);
+    CoTaskMemFree(infos);
+    CoTaskMemFree(text);
+}
+
 TEST(DataSource, PropertiesOfAnUnknownSetAreNotSupportedRequiredOrNot) {
     auto dso = NewDataSource();
     auto props = PropsOf(dso.Get());
