@@ -18,6 +18,6 @@ build_and_test() {
   ctest --test-dir "$dir" -j "$jobs" --output-on-failure --timeout 300
 }
 
-build_and_test build/release -DCMAKE_BUILD_TYPE=RelWithDebInfo -DHALDENDB_WINDOWS_CHECK=ON -DHALDENDB_INSTALL_CHECK=ON
+build_and_test build/release -DCMAKE_BUILD_TYPE=RelWithDebInfo -DHALDENDB_WINDOWS_CHECK=ON -DHALDENDB_INSTALL_CHECK=ON -DHALDENDB_BUILD_BENCH=ON
 ASAN_OPTIONS="detect_leaks=1:abort_on_error=1" \
   build_and_test build/asan -DCMAKE_BUILD_TYPE=Debug -DHALDENDB_SANITIZE=address

@@ -1,0 +1,379 @@
+// Fetching rows through the embedded provider against a raw sqlite3_step
+// loop over the same file, in the same run.
+//
+// Both sides read one table of an integer, a real, a short text and a
+// timestamp into the same native forms: a 64-bit integer, a double, wide text
+// with its length, and a DBTIMESTAMP parsed from the stored text. The
+// provider side is what a consumer does: a command, an accessor binding the
+// four columns as I8, R8, WSTR and DBTIMESTAMP, GetNextRows in batches and
+// GetData per row. The summary line gives the provider's time as a multiple
+// of the raw loop's.
+//
+//   bench_fetch [--rows=N] [benchmark options]
+//
+// --rows sets the table size (one million by default); a small count makes
+// the program a quick check that both sides read the same values. It exits
+// with 1 when they do not.
+#include <benchmark/benchmark.h>
+#include <sqlite3.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <map>
+#include <string>
+#include <unistd.h>
+#include <vector>
+
+#include "haldendb/ProviderClassIds.h"
+#include "hdbplatform/OleDbApi.h"
+
+namespace {
+
+constexpr size_t NameChars = 20;
+constexpr DBCOUNTITEM BatchRows = 100;
+
+size_t g_rows = 1000000;
+std::string g_file;
+
+[[noreturn]] void Fail(const char* what, long code = 0) {
+    std::fprintf(stderr, "bench_fetch: %s failed (%ld)\n", what, code);
+    std::exit(1);
+}
+
+void Check(HRESULT hr, const char* what) {
+    if (FAILED(hr))
+        Fail(what, hr);
+}
+
+// One fetched row in the consumer's native forms.
+struct Row {
+    LONGLONG id;
+    double amount;
+    DBTIMESTAMP stamp;
+    DBLENGTH nameLength; // bytes
+    wchar_t name[NameChars + 1];
+    DBSTATUS status[4];
+};
+
+// What both sides add up, so that the work cannot be skipped and the
+// values can be compared.
+struct Sum {
+    unsigned long long ids = 0, chars = 0, stamps = 0, rows = 0;
+    double amounts = 0;
+
+    void Add(const Row& r) {
+        ++rows;
+        ids += static_cast<unsigned long long>(r.id);
+        amounts += r.amount;
+        const size_t n = r.nameLength / sizeof(wchar_t);
+        chars += n;
+        for (size_t i = 0; i < n; ++i)
+            chars += static_cast<unsigned long long>(r.name[i]) * (i + 1);
+        stamps += r.stamp.year * 10000000000ULL + r.stamp.month * 100000000ULL +
+                  r.stamp.day * 1000000ULL + r.stamp.hour * 10000ULL + r.stamp.minute * 100ULL +
+                  r.stamp.second + r.stamp.fraction;
+    }
+    bool operator==(const Sum&) const = default;
+};
+
+// ------------------------------------------------------------ the file
+
+void CreateDatabase() {
+    sqlite3* db = nullptr;
+    if (sqlite3_open(g_file.c_str(), &db) != SQLITE_OK)
+        Fail("sqlite3_open");
+    const char* schema = "PRAGMA journal_mode=OFF; PRAGMA synchronous=OFF;"
+                         "CREATE TABLE bench (id INTEGER, amount REAL, name VARCHAR(20),"
+                         " stamp TIMESTAMP); BEGIN;";
+    if (sqlite3_exec(db, schema, nullptr, nullptr, nullptr) != SQLITE_OK)
+        Fail("creating the table");
+    sqlite3_stmt* insert = nullptr;
+    if (sqlite3_prepare_v2(db, "INSERT INTO bench VALUES (?, ?, ?, ?)", -1, &insert, nullptr) !=
+        SQLITE_OK)
+        Fail("preparing the insert");
+    char name[32], stamp[32];
+    for (size_t i = 0; i < g_rows; ++i) {
+        const long long id = static_cast<long long>(i) * 7 + 1;
+        std::snprintf(name, sizeof name, "customer %zu", i % 1000003);
+        const size_t seconds = i * 37;
+        std::snprintf(stamp, sizeof stamp, "20%02zu-%02zu-%02zu %02zu:%02zu:%02zu", 10 + i % 15,
+                      1 + i % 12, 1 + i % 28, seconds / 3600 % 24, seconds / 60 % 60, seconds % 60);
+        sqlite3_bind_int64(insert, 1, id);
+        sqlite3_bind_double(insert, 2, static_cast<double>(i % 100000) * 0.25);
+        sqlite3_bind_text(insert, 3, name, -1, SQLITE_STATIC);
+        sqlite3_bind_text(insert, 4, stamp, -1, SQLITE_STATIC);
+        if (sqlite3_step(insert) != SQLITE_DONE)
+            Fail("inserting");
+        sqlite3_reset(insert);
+    }
+    sqlite3_finalize(insert);
+    if (sqlite3_exec(db, "COMMIT", nullptr, nullptr, nullptr) != SQLITE_OK)
+        Fail("committing");
+    sqlite3_close(db);
+}
+
+// ------------------------------------------------------------ raw loop
+
+// UTF-8 into wide text, at most NameChars characters; answers the bytes.
+DBLENGTH Widen(const unsigned char* text, int bytes, wchar_t* out) {
+    size_t n = 0;
+    for (int i = 0; i < bytes && n < NameChars;) {
+        unsigned char c = text[i];
+        char32_t cp;
+        if (c < 0x80) {
+            cp = c;
+            i += 1;
+        } else if (c < 0xE0 && i + 1 < bytes) {
+            cp = (c & 0x1F) << 6 | (text[i + 1] & 0x3F);
+            i += 2;
+        } else if (c < 0xF0 && i + 2 < bytes) {
+            cp = (c & 0x0F) << 12 | (text[i + 1] & 0x3F) << 6 | (text[i + 2] & 0x3F);
+            i += 3;
+        } else if (i + 3 < bytes) {
+            cp = (c & 0x07) << 18 | (text[i + 1] & 0x3F) << 12 | (text[i + 2] & 0x3F) << 6 |
+                 (text[i + 3] & 0x3F);
+            i += 4;
+        } else {
+            cp = 0xFFFD;
+            i = bytes;
+        }
+        out[n++] = static_cast<wchar_t>(cp);
+    }
+    out[n] = L'\0';
+    return n * sizeof(wchar_t);
+}
+
+unsigned Digits(const unsigned char* p, int count) {
+    unsigned v = 0;
+    for (int i = 0; i < count; ++i)
+        v = v * 10 + (p[i] - '0');
+    return v;
+}
+
+// "YYYY-MM-DD HH:MM:SS" (as the table holds them).
+void ParseStamp(const unsigned char* t, int bytes, DBTIMESTAMP& out) {
+    out = DBTIMESTAMP{};
+    if (bytes < 19)
+        return;
+    out.year = static_cast<SHORT>(Digits(t, 4));
+    out.month = static_cast<USHORT>(Digits(t + 5, 2));
+    out.day = static_cast<USHORT>(Digits(t + 8, 2));
+    out.hour = static_cast<USHORT>(Digits(t + 11, 2));
+    out.minute = static_cast<USHORT>(Digits(t + 14, 2));
+    out.second = static_cast<USHORT>(Digits(t + 17, 2));
+}
+
+Sum ReadRaw(sqlite3* db) {
+    sqlite3_stmt* stmt = nullptr;
+    if (sqlite3_prepare_v2(db, "SELECT id, amount, name, stamp FROM bench", -1, &stmt, nullptr) !=
+        SQLITE_OK)
+        Fail("preparing the select");
+    Sum sum;
+    Row row{};
+    while (sqlite3_step(stmt) == SQLITE_ROW) {
+        row.id = sqlite3_column_int64(stmt, 0);
+        row.amount = sqlite3_column_double(stmt, 1);
+        const unsigned char* name = sqlite3_column_text(stmt, 2);
+        row.nameLength = Widen(name, sqlite3_column_bytes(stmt, 2), row.name);
+        const unsigned char* stamp = sqlite3_column_text(stmt, 3);
+        ParseStamp(stamp, sqlite3_column_bytes(stmt, 3), row.stamp);
+        sum.Add(row);
+    }
+    sqlite3_finalize(stmt);
+    return sum;
+}
+
+// ------------------------------------------------------------ provider
+
+struct Provider {
+    IDBInitialize* dso = nullptr;
+    IDBCreateCommand* session = nullptr;
+
+    Provider() {
+        Check(CoCreateInstance(CLSID_HDB_EMBEDDED, nullptr, CLSCTX_INPROC_SERVER, IID_IDBInitialize,
+                               reinterpret_cast<void**>(&dso)),
+              "creating the data source");
+        IDBProperties* properties = nullptr;
+        Check(dso->QueryInterface(IID_IDBProperties, reinterpret_cast<void**>(&properties)),
+              "IDBProperties");
+        const std::wstring path(g_file.begin(), g_file.end());
+        DBPROP prop{};
+        prop.dwPropertyID = DBPROP_INIT_DATASOURCE;
+        prop.dwOptions = DBPROPOPTIONS_REQUIRED;
+        prop.colid = DB_NULLID;
+        prop.vValue.vt = VT_BSTR;
+        prop.vValue.bstrVal = SysAllocString(path.c_str());
+        DBPROPSET set{&prop, 1, DBPROPSET_DBINIT};
+        Check(properties->SetProperties(1, &set), "setting the data source");
+        VariantClear(&prop.vValue);
+        properties->Release();
+        Check(dso->Initialize(), "connecting");
+        IDBCreateSession* factory = nullptr;
+        Check(dso->QueryInterface(IID_IDBCreateSession, reinterpret_cast<void**>(&factory)),
+              "IDBCreateSession");
+        Check(factory->CreateSession(nullptr, IID_IDBCreateCommand,
+                                     reinterpret_cast<IUnknown**>(&session)),
+              "creating a session");
+        factory->Release();
+    }
+    ~Provider() {
+        session->Release();
+        dso->Uninitialize();
+        dso->Release();
+    }
+    Provider(const Provider&) = delete;
+    Provider& operator=(const Provider&) = delete;
+};
+
+DBBINDING Binding(DBORDINAL ordinal, DBTYPE type, size_t value, DBLENGTH maxLen,
+                  size_t length = 0) {
+    DBBINDING b{};
+    b.iOrdinal = ordinal;
+    b.obValue = value;
+    b.obLength = length;
+    b.obStatus = offsetof(Row, status) + (ordinal - 1) * sizeof(DBSTATUS);
+    b.dwPart = DBPART_VALUE | DBPART_STATUS | (length != 0 ? DBPART_LENGTH : 0);
+    b.dwMemOwner = DBMEMOWNER_CLIENTOWNED;
+    b.eParamIO = DBPARAMIO_NOTPARAM;
+    b.cbMaxLen = maxLen;
+    b.wType = type;
+    return b;
+}
+
+Sum ReadProvider(Provider& provider) {
+    ICommandText* command = nullptr;
+    Check(provider.session->CreateCommand(nullptr, IID_ICommandText,
+                                          reinterpret_cast<IUnknown**>(&command)),
+          "creating a command");
+    Check(command->SetCommandText(DBGUID_DEFAULT, L"SELECT id, amount, name, stamp FROM bench"),
+          "setting the text");
+    IRowset* rowset = nullptr;
+    Check(command->Execute(nullptr, IID_IRowset, nullptr, nullptr,
+                           reinterpret_cast<IUnknown**>(&rowset)),
+          "executing");
+    command->Release();
+
+    const DBBINDING bindings[] = {
+        Binding(1, DBTYPE_I8, offsetof(Row, id), sizeof(LONGLONG)),
+        Binding(2, DBTYPE_R8, offsetof(Row, amount), sizeof(double)),
+        Binding(3, DBTYPE_WSTR, offsetof(Row, name), sizeof(Row::name), offsetof(Row, nameLength)),
+        Binding(4, DBTYPE_DBTIMESTAMP, offsetof(Row, stamp), sizeof(DBTIMESTAMP)),
+    };
+    IAccessor* accessors = nullptr;
+    Check(rowset->QueryInterface(IID_IAccessor, reinterpret_cast<void**>(&accessors)), "IAccessor");
+    HACCESSOR accessor = 0;
+    Check(
+        accessors->CreateAccessor(DBACCESSOR_ROWDATA, 4, bindings, sizeof(Row), &accessor, nullptr),
+        "creating the accessor");
+
+    Sum sum;
+    Row row{};
+    HROW handles[BatchRows];
+    HROW* rows = handles;
+    for (;;) {
+        DBCOUNTITEM obtained = 0;
+        HRESULT hr = rowset->GetNextRows(DB_NULL_HCHAPTER, 0, BatchRows, &obtained, &rows);
+        Check(hr, "GetNextRows");
+        for (DBCOUNTITEM i = 0; i < obtained; ++i) {
+            Check(rowset->GetData(rows[i], accessor, &row), "GetData");
+            sum.Add(row);
+        }
+        if (obtained != 0)
+            rowset->ReleaseRows(obtained, rows, nullptr, nullptr, nullptr);
+        if (hr == DB_S_ENDOFROWSET || obtained == 0)
+            break;
+    }
+    accessors->ReleaseAccessor(accessor, nullptr);
+    accessors->Release();
+    rowset->Release();
+    return sum;
+}
+
+// ------------------------------------------------------------ benchmarks
+
+void RawStep(benchmark::State& state) {
+    sqlite3* db = nullptr;
+    if (sqlite3_open_v2(g_file.c_str(), &db, SQLITE_OPEN_READONLY, nullptr) != SQLITE_OK)
+        Fail("sqlite3_open_v2");
+    for (auto _ : state)
+        benchmark::DoNotOptimize(ReadRaw(db));
+    sqlite3_close(db);
+    state.SetItemsProcessed(static_cast<int64_t>(state.iterations() * g_rows));
+}
+
+void ProviderFetch(benchmark::State& state) {
+    Provider provider;
+    for (auto _ : state)
+        benchmark::DoNotOptimize(ReadProvider(provider));
+    state.SetItemsProcessed(static_cast<int64_t>(state.iterations() * g_rows));
+}
+
+BENCHMARK(RawStep)->Unit(benchmark::kMillisecond);
+BENCHMARK(ProviderFetch)->Unit(benchmark::kMillisecond);
+
+// Keeps each benchmark's time per iteration for the summary.
+class SummaryReporter : public benchmark::ConsoleReporter {
+public:
+    void ReportRuns(const std::vector<Run>& runs) override {
+        for (const Run& run : runs)
+            if (run.run_type == Run::RT_Iteration && !run.error_occurred)
+                times[run.run_name.function_name] = run.GetAdjustedRealTime();
+        ConsoleReporter::ReportRuns(runs);
+    }
+    std::map<std::string, double> times;
+};
+
+} // namespace
+
+int main(int argc, char** argv) {
+    std::vector<char*> args;
+    for (int i = 0; i < argc; ++i) {
+        if (std::strncmp(argv[i], "--rows=", 7) == 0)
+            g_rows = std::strtoull(argv[i] + 7, nullptr, 10);
+        else
+            args.push_back(argv[i]);
+    }
+    int count = static_cast<int>(args.size());
+    benchmark::Initialize(&count, args.data());
+
+    const auto dir =
+        std::filesystem::temp_directory_path() / ("hdb-bench-" + std::to_string(::getpid()));
+    std::filesystem::create_directories(dir);
+    g_file = (dir / "fetch.db").string();
+    CreateDatabase();
+
+    // Both sides must read the very same values before their times mean
+    // anything.
+    int status = 0;
+    {
+        sqlite3* db = nullptr;
+        sqlite3_open_v2(g_file.c_str(), &db, SQLITE_OPEN_READONLY, nullptr);
+        const Sum raw = ReadRaw(db);
+        sqlite3_close(db);
+        Provider provider;
+        const Sum fetched = ReadProvider(provider);
+        if (!(raw == fetched) || raw.rows != g_rows) {
+            std::fprintf(stderr,
+                         "bench_fetch: the provider read other values than sqlite3 "
+                         "(%llu rows against %llu)\n",
+                         fetched.rows, raw.rows);
+            status = 1;
+        }
+    }
+
+    if (status == 0) {
+        SummaryReporter reporter;
+        benchmark::RunSpecifiedBenchmarks(&reporter);
+        const auto raw = reporter.times.find("RawStep");
+        const auto provider = reporter.times.find("ProviderFetch");
+        if (raw != reporter.times.end() && provider != reporter.times.end() && raw->second > 0)
+            std::printf("%zu rows: provider %.1f ms, raw sqlite3_step %.1f ms, ratio %.2f\n",
+                        g_rows, provider->second, raw->second, provider->second / raw->second);
+    }
+    benchmark::Shutdown();
+    std::error_code ignored;
+    std::filesystem::remove_all(dir, ignored);
+    return status;
+}
