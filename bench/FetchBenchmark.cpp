@@ -13,7 +13,10 @@
 //
 // --rows sets the table size (one million by default); a small count makes
 // the program a quick check that both sides read the same values. It exits
-// with 1 when they do not.
+// with 1 when they do not. On a machine with other load, compare medians of
+// interleaved repetitions:
+//
+//   bench_fetch --benchmark_repetitions=9 --benchmark_enable_random_interleaving=true
 #include <benchmark/benchmark.h>
 #include <sqlite3.h>
 
@@ -313,16 +316,33 @@ void ProviderFetch(benchmark::State& state) {
 BENCHMARK(RawStep)->Unit(benchmark::kMillisecond);
 BENCHMARK(ProviderFetch)->Unit(benchmark::kMillisecond);
 
-// Keeps each benchmark's time per iteration for the summary.
+// Keeps each benchmark's time per iteration for the summary: the median
+// of the repetitions when there are several, else the one run.
 class SummaryReporter : public benchmark::ConsoleReporter {
 public:
     void ReportRuns(const std::vector<Run>& runs) override {
-        for (const Run& run : runs)
-            if (run.run_type == Run::RT_Iteration && !run.error_occurred)
-                times[run.run_name.function_name] = run.GetAdjustedRealTime();
+        for (const Run& run : runs) {
+            if (run.error_occurred)
+                continue;
+            const std::string& name = run.run_name.function_name;
+            if (run.run_type == Run::RT_Aggregate && run.aggregate_name == "median")
+                medians[name] = run.GetAdjustedRealTime();
+            else if (run.run_type == Run::RT_Iteration)
+                times[name] = run.GetAdjustedRealTime();
+        }
         ConsoleReporter::ReportRuns(runs);
     }
-    std::map<std::string, double> times;
+    // The time of benchmark name, 0 when it did not run.
+    double Time(const std::string& name) const {
+        auto median = medians.find(name);
+        if (median != medians.end())
+            return median->second;
+        auto time = times.find(name);
+        return time != times.end() ? time->second : 0;
+    }
+
+private:
+    std::map<std::string, double> times, medians;
 };
 
 } // namespace
@@ -366,11 +386,11 @@ int main(int argc, char** argv) {
     if (status == 0) {
         SummaryReporter reporter;
         benchmark::RunSpecifiedBenchmarks(&reporter);
-        const auto raw = reporter.times.find("RawStep");
-        const auto provider = reporter.times.find("ProviderFetch");
-        if (raw != reporter.times.end() && provider != reporter.times.end() && raw->second > 0)
+        const double raw = reporter.Time("RawStep");
+        const double provider = reporter.Time("ProviderFetch");
+        if (raw > 0 && provider > 0)
             std::printf("%zu rows: provider %.1f ms, raw sqlite3_step %.1f ms, ratio %.2f\n",
-                        g_rows, provider->second, raw->second, provider->second / raw->second);
+                        g_rows, provider, raw, provider / raw);
     }
     benchmark::Shutdown();
     std::error_code ignored;
