@@ -2,7 +2,7 @@
 // and thin subclasses of the provider core's objects for the answers a
 // backend cannot give (result codes of Cancel and of the transaction calls,
 // references held on behalf of the test, the property sets as received).
-#include "ScriptedProvider.h"
+#include "scripted/ScriptedProvider.h"
 
 #include <algorithm>
 #include <array>

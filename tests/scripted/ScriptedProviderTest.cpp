@@ -2,7 +2,7 @@
 // the caller through the OLE DB interfaces (result codes, error records with
 // SQL state and native error, reference counts), because the library's tests
 // rely on exactly that.
-#include "ScriptedProvider.h"
+#include "scripted/ScriptedProvider.h"
 
 #include <gtest/gtest.h>
 
