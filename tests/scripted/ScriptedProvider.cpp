@@ -335,12 +335,12 @@ private:
 // a failure is answered with its record without doing anything, another
 // success code replaces the core's S_OK.
 template <class Operation>
-HRESULT Answered(const detail::Answer& answer, const core::ErrorSource& source, Operation plain) {
+HRESULT Answered(const detail::Answer& answer, const core::ErrorSource& source, REFIID iid,
+                 Operation plain) {
     if (answer.result == S_OK)
         return plain();
     if (FAILED(answer.result))
-        return core::ReportDiagnostics(source, answer.result, IID_ITransaction,
-                                       {DiagnosticOf(answer.fault)});
+        return core::ReportDiagnostics(source, answer.result, iid, {DiagnosticOf(answer.fault)});
     const HRESULT hr = plain();
     return hr == S_OK ? answer.result : hr;
 }
@@ -410,7 +410,7 @@ public:
             m_state->lastIsolation = level;
             answer = m_state->start;
         }
-        return Answered(answer, Source(), [&] {
+        return Answered(answer, Source(), IID_ITransactionLocal, [&] {
             return Session::StartTransaction(level, flags, options, transactionLevel);
         });
     }
@@ -422,7 +422,8 @@ public:
             ++m_state->commits;
             answer = m_state->commit;
         }
-        return Answered(answer, Source(), [&] { return Session::Commit(retaining, grfTC, grfRM); });
+        return Answered(answer, Source(), IID_ITransaction,
+                        [&] { return Session::Commit(retaining, grfTC, grfRM); });
     }
 
     HRESULT STDMETHODCALLTYPE Abort(BOID* reason, BOOL retaining, BOOL async) override {
@@ -432,7 +433,8 @@ public:
             ++m_state->aborts;
             answer = m_state->abort;
         }
-        return Answered(answer, Source(), [&] { return Session::Abort(reason, retaining, async); });
+        return Answered(answer, Source(), IID_ITransaction,
+                        [&] { return Session::Abort(reason, retaining, async); });
     }
 
 private:
