@@ -22,6 +22,7 @@
 #include <cstring>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "hdbplatform/OleDbApi.h"
@@ -78,6 +79,19 @@ struct Cell {
     } v{};
 };
 
+// Leaves bytes a vector grows by uninitialised: the arena below is always
+// written right after it grows, and clearing it first would cost as much as
+// the copy itself on the fetch path.
+template <class T> struct UninitialisedAllocator : std::allocator<T> {
+    template <class U> struct rebind { using other = UninitialisedAllocator<U>; };
+    UninitialisedAllocator() = default;
+    template <class U> UninitialisedAllocator(const UninitialisedAllocator<U>&) {}
+    template <class U> void construct(U* p) { ::new (static_cast<void*>(p)) U; }
+    template <class U, class... A> void construct(U* p, A&&... args) {
+        ::new (static_cast<void*>(p)) U(std::forward<A>(args)...);
+    }
+};
+
 // The storage of one row (or one parameter set): a cell per column and one
 // byte arena for the variable-length values. The core keeps RowBuffers for
 // reuse, so filling one again after Clear allocates nothing once the arena
@@ -87,6 +101,14 @@ public:
     // Makes room for count cells, all NULL, and empties the arena.
     void Reset(size_t count) {
         m_cells.assign(count, Cell{});
+        m_arena.clear();
+    }
+    // Makes room for count cells whose contents are left as they were, and
+    // empties the arena: for a writer that sets every cell anyway (a cursor
+    // filling a row), which saves clearing them first.
+    void Prepare(size_t count) {
+        if (m_cells.size() != count)
+            m_cells.resize(count);
         m_arena.clear();
     }
     size_t Count() const { return m_cells.size(); }
@@ -173,7 +195,7 @@ private:
     }
 
     std::vector<Cell> m_cells;
-    std::vector<BYTE> m_arena;
+    std::vector<BYTE, UninitialisedAllocator<BYTE>> m_arena;
 };
 
 // ------------------------------------------------------------ descriptions
@@ -255,7 +277,8 @@ public:
     virtual bool DescribeResult(std::vector<ColumnInfo>& columns, Diagnostics& diag) = 0;
 
     // Fetches up to count rows of the open cursor into *rows[0..count), each
-    // Reset to the column count first. fetched receives the number of rows
+    // sized to the column count (Reset, or Prepare and then every cell set;
+    // the buffers are reused from earlier fetches). fetched receives the number of rows
     // filled. Returns rows when at least one row was fetched, end when the
     // cursor had no row left (fetched 0), error otherwise.
     virtual FetchResult Fetch(RowBuffer* const rows[], size_t count, size_t& fetched,

@@ -61,6 +61,9 @@ bool SqliteConnection::Open(const backend::ConnectOptions& options, backend::Dia
         diag.push_back(std::move(d));
         return false;
     }
+    // OLE DB objects are free-threaded: a consumer may read a rowset on one
+    // thread while another runs a command of the same session, so SQLite
+    // serialises calls on the connection itself.
     int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_FULLMUTEX;
     std::string path;
     if (options.dataSource == L":memory:") {

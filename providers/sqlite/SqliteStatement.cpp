@@ -266,31 +266,36 @@ backend::FetchResult SqliteStatement::Fetch(backend::RowBuffer* const rows[], si
 
 void SqliteStatement::ReadRow(backend::RowBuffer& row) {
     const size_t n = m_types.size();
-    row.Reset(n);
+    row.Prepare(n);
     for (size_t i = 0; i < n; ++i) {
-        const int col = static_cast<int>(i);
-        const int kind = sqlite3_column_type(m_stmt, col);
-        if (kind == SQLITE_NULL)
+        // The column's value object once (one trip through the connection's
+        // mutex), read with the value functions; only this rowset's thread
+        // touches this statement's values.
+        sqlite3_value* value = sqlite3_column_value(m_stmt, static_cast<int>(i));
+        const int kind = sqlite3_value_type(value);
+        if (kind == SQLITE_NULL) {
+            row.SetNull(i);
             continue;
+        }
         const ColumnType& type = m_types[i];
         auto text = [&] {
-            auto* p = reinterpret_cast<const char*>(sqlite3_column_text(m_stmt, col));
-            return std::pair{p, static_cast<size_t>(sqlite3_column_bytes(m_stmt, col))};
+            auto* p = reinterpret_cast<const char*>(sqlite3_value_text(value));
+            return std::pair{p, static_cast<size_t>(sqlite3_value_bytes(value))};
         };
         switch (type.target) {
         case Target::integer:
         case Target::boolean:
             if (kind == SQLITE_INTEGER) {
                 if (type.target == Target::boolean)
-                    row.SetBool(i, sqlite3_column_int64(m_stmt, col) != 0);
+                    row.SetBool(i, sqlite3_value_int64(value) != 0);
                 else
-                    row.SetI8(i, sqlite3_column_int64(m_stmt, col));
+                    row.SetI8(i, sqlite3_value_int64(value));
                 continue;
             }
             break;
         case Target::real:
             if (kind == SQLITE_INTEGER || kind == SQLITE_FLOAT) {
-                row.SetR8(i, sqlite3_column_double(m_stmt, col));
+                row.SetR8(i, sqlite3_value_double(value));
                 continue;
             }
             break;
@@ -299,9 +304,9 @@ void SqliteStatement::ReadRow(backend::RowBuffer& row) {
             const BYTE p = type.info.precision, s = type.info.scale;
             bool ok = false;
             if (kind == SQLITE_INTEGER)
-                ok = NumericFromInteger(sqlite3_column_int64(m_stmt, col), p, s, num);
+                ok = NumericFromInteger(sqlite3_value_int64(value), p, s, num);
             else if (kind == SQLITE_FLOAT)
-                ok = NumericFromDouble(sqlite3_column_double(m_stmt, col), p, s, num);
+                ok = NumericFromDouble(sqlite3_value_double(value), p, s, num);
             else if (kind == SQLITE_TEXT) {
                 auto [t, len] = text();
                 ok = ParseNumeric(t, len, p, s, num);
@@ -336,8 +341,8 @@ void SqliteStatement::ReadRow(backend::RowBuffer& row) {
             break;
         case Target::bytes:
             if (kind == SQLITE_BLOB || kind == SQLITE_TEXT) {
-                const void* blob = sqlite3_column_blob(m_stmt, col);
-                row.SetBytes(i, blob, sqlite3_column_bytes(m_stmt, col));
+                const void* blob = sqlite3_value_blob(value);
+                row.SetBytes(i, blob, sqlite3_value_bytes(value));
                 continue;
             }
             break;
@@ -350,13 +355,13 @@ void SqliteStatement::ReadRow(backend::RowBuffer& row) {
         // into the consumer's binding does the rest.
         switch (kind) {
         case SQLITE_INTEGER:
-            row.SetI8(i, sqlite3_column_int64(m_stmt, col));
+            row.SetI8(i, sqlite3_value_int64(value));
             break;
         case SQLITE_FLOAT:
-            row.SetR8(i, sqlite3_column_double(m_stmt, col));
+            row.SetR8(i, sqlite3_value_double(value));
             break;
         case SQLITE_BLOB:
-            row.SetBytes(i, sqlite3_column_blob(m_stmt, col), sqlite3_column_bytes(m_stmt, col));
+            row.SetBytes(i, sqlite3_value_blob(value), sqlite3_value_bytes(value));
             break;
         default: {
             auto [t, len] = text();
