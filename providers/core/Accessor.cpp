@@ -78,7 +78,8 @@ DBBINDSTATUS CheckParamBinding(const DBBINDING& b) {
 
 HRESULT AccessorTable::Create(DBACCESSORFLAGS flags, DBCOUNTITEM count, const DBBINDING bindings[],
                               DBLENGTH rowSize, HACCESSOR* handle, DBBINDSTATUS status[],
-                              const std::vector<backend::ColumnInfo>* columns, bool forRowset) {
+                              const std::vector<backend::ColumnInfo>* columns, bool forRowset,
+                              bool bookmarks) {
     if (handle == nullptr || (count != 0 && bindings == nullptr))
         return E_INVALIDARG;
     *handle = DB_NULL_HACCESSOR;
@@ -99,7 +100,7 @@ HRESULT AccessorTable::Create(DBACCESSORFLAGS flags, DBCOUNTITEM count, const DB
         if (flags & DBACCESSOR_PARAMETERDATA)
             s = CheckParamBinding(bindings[i]);
         if (s == DBBINDSTATUS_OK && (flags & DBACCESSOR_ROWDATA) && columns != nullptr)
-            s = CheckRowBinding(bindings[i], *columns, false);
+            s = CheckRowBinding(bindings[i], *columns, bookmarks);
         else if (s == DBBINDSTATUS_OK && (flags & DBACCESSOR_ROWDATA) &&
                  ((bindings[i].dwPart & AllParts) == 0 || (bindings[i].dwPart & ~AllParts) != 0))
             s = DBBINDSTATUS_BADBINDINFO;
@@ -205,7 +206,7 @@ void AccessorTable::InheritFrom(const AccessorTable& other) {
 }
 
 HRESULT ColumnInfoOut(const std::vector<backend::ColumnInfo>& columns, DBORDINAL* count,
-                      DBCOLUMNINFO** info, OLECHAR** strings) {
+                      DBCOLUMNINFO** info, OLECHAR** strings, bool bookmarks) {
     if (count != nullptr)
         *count = 0;
     if (info != nullptr)
@@ -214,12 +215,15 @@ HRESULT ColumnInfoOut(const std::vector<backend::ColumnInfo>& columns, DBORDINAL
         *strings = nullptr;
     if (count == nullptr || info == nullptr || strings == nullptr)
         return E_INVALIDARG;
-    if (columns.empty())
+    const size_t first = bookmarks ? 1 : 0;
+    const size_t total = columns.size() + first;
+    if (total == 0)
         return S_OK;
-    size_t chars = 0;
+    static const std::wstring bookmarkName = L"Bookmark";
+    size_t chars = bookmarks ? bookmarkName.size() + 1 : 0;
     for (const auto& c : columns)
         chars += c.name.size() + 1;
-    auto* out = TaskArray<DBCOLUMNINFO>(columns.size());
+    auto* out = TaskArray<DBCOLUMNINFO>(total);
     auto* text = TaskArray<OLECHAR>(chars);
     if (out == nullptr || text == nullptr) {
         CoTaskMemFree(out);
@@ -227,24 +231,37 @@ HRESULT ColumnInfoOut(const std::vector<backend::ColumnInfo>& columns, DBORDINAL
         return E_OUTOFMEMORY;
     }
     OLECHAR* cursor = text;
+    auto describe = [&](DBCOLUMNINFO& ci, const std::wstring& name) {
+        std::memcpy(cursor, name.c_str(), (name.size() + 1) * sizeof(OLECHAR));
+        ci = DBCOLUMNINFO{};
+        ci.pwszName = cursor;
+        ci.columnid.eKind = DBKIND_NAME;
+        ci.columnid.uGuid.guid = GUID_NULL;
+        ci.columnid.uName.pwszName = cursor;
+        cursor += name.size() + 1;
+    };
+    if (bookmarks) {
+        // Bookmarks are row numbers, eight bytes wide.
+        DBCOLUMNINFO& ci = out[0];
+        describe(ci, bookmarkName);
+        ci.iOrdinal = 0;
+        ci.dwFlags = DBCOLUMNFLAGS_ISBOOKMARK | DBCOLUMNFLAGS_ISFIXEDLENGTH;
+        ci.ulColumnSize = sizeof(DBBKMARK);
+        ci.wType = DBTYPE_UI8;
+        ci.bPrecision = 20;
+    }
     for (size_t i = 0; i < columns.size(); ++i) {
         const auto& c = columns[i];
-        std::memcpy(cursor, c.name.c_str(), (c.name.size() + 1) * sizeof(OLECHAR));
-        DBCOLUMNINFO& ci = out[i];
-        ci.pwszName = cursor;
-        ci.pTypeInfo = nullptr;
+        DBCOLUMNINFO& ci = out[first + i];
+        describe(ci, c.name);
         ci.iOrdinal = i + 1;
         ci.dwFlags = c.flags;
         ci.ulColumnSize = c.size;
         ci.wType = c.type;
         ci.bPrecision = c.precision;
         ci.bScale = c.scale;
-        ci.columnid.eKind = DBKIND_NAME;
-        ci.columnid.uGuid.guid = GUID_NULL;
-        ci.columnid.uName.pwszName = cursor;
-        cursor += c.name.size() + 1;
     }
-    *count = columns.size();
+    *count = total;
     *info = out;
     *strings = text;
     return S_OK;

@@ -43,7 +43,8 @@ public:
     // where row bindings are checked when a rowset uses them).
     HRESULT Create(DBACCESSORFLAGS flags, DBCOUNTITEM count, const DBBINDING bindings[],
                    DBLENGTH rowSize, HACCESSOR* handle, DBBINDSTATUS status[],
-                   const std::vector<backend::ColumnInfo>* columns, bool forRowset);
+                   const std::vector<backend::ColumnInfo>* columns, bool forRowset,
+                   bool bookmarks = false);
     HRESULT GetBindings(HACCESSOR handle, DBACCESSORFLAGS* flags, DBCOUNTITEM* count,
                         DBBINDING** bindings) const;
     HRESULT AddRef(HACCESSOR handle, DBREFCOUNT* refs);
@@ -61,8 +62,9 @@ private:
 };
 
 // Column descriptions as IColumnsInfo hands them out.
+// With bookmarks, a bookmark column (ordinal 0) comes first.
 HRESULT ColumnInfoOut(const std::vector<backend::ColumnInfo>& columns, DBORDINAL* count,
-                      DBCOLUMNINFO** info, OLECHAR** strings);
+                      DBCOLUMNINFO** info, OLECHAR** strings, bool bookmarks = false);
 HRESULT MapColumns(const std::vector<backend::ColumnInfo>& columns, DBORDINAL count,
                    const DBID ids[], DBORDINAL ordinals[]);
 
@@ -311,6 +313,8 @@ private:
     Slot* SlotOf(HROW row);
     // Fetches rows into free slots; appends their handles to out.
     HRESULT FetchMore(size_t count, std::vector<HROW>& out, bool& end);
+    // Places the cursor so that it delivers the row at position next.
+    HRESULT SeekCursor(DBBKMARK position);
     HRESULT HandOut(const std::vector<HROW>& handles, DBCOUNTITEM* obtained, HROW** rows);
     HRESULT Fail(HRESULT hr, REFIID iid, const backend::Diagnostics& diag);
     HRESULT FillBinding(const DBBINDING& b, HROW row, const backend::RowBuffer& buffer, BYTE* data,
@@ -328,7 +332,8 @@ private:
     std::vector<size_t> m_chosen;
     std::vector<HROW> m_handles;
     bool m_end = false;
-    bool m_keepRows = false;     // bookmarks: every row stays reachable
+    bool m_keepRows = false; // bookmarks: every row stays reachable by its number
+    std::vector<HROW> m_skipped;
     DBBKMARK m_fetched = 0;      // rows fetched from the cursor so far
     DBBKMARK m_nextPosition = 1; // row number GetNextRows hands out next
     size_t m_generation = 0;

@@ -230,7 +230,32 @@ Rowset::Slot* Rowset::SlotOf(HROW row) {
     if (row == DB_NULL_HROW || row > m_slots.size())
         return nullptr;
     Slot* slot = m_slots[row - 1].get();
-    return slot->refs == 0 && !m_keepRows ? nullptr : slot;
+    return slot->refs == 0 ? nullptr : slot;
+}
+
+HRESULT Rowset::SeekCursor(DBBKMARK position) {
+    // Bookmarks are row numbers. Rows are not kept: going back runs the
+    // statement again and counts forward, so a rowset with bookmarks needs
+    // no more memory than a forward-only one.
+    if (position <= m_fetched) {
+        m_statement->CloseCursor();
+        backend::Diagnostics diag;
+        DBROWCOUNT affected;
+        bool hasRows;
+        if (!m_statement->Execute(affected, hasRows, diag))
+            return Fail(ResultOf(diag), IID_IRowsetLocate, diag);
+        m_end = !hasRows;
+        m_fetched = 0;
+    }
+    bool end = m_end;
+    while (m_fetched + 1 < position && !end) {
+        m_skipped.clear();
+        HRESULT hr = FetchMore(std::min<DBBKMARK>(64, position - 1 - m_fetched), m_skipped, end);
+        if (FAILED(hr))
+            return hr;
+        ReleaseRows(m_skipped.size(), m_skipped.data(), nullptr, nullptr, nullptr);
+    }
+    return S_OK;
 }
 
 HRESULT Rowset::FetchMore(size_t count, std::vector<HROW>& out, bool& end) {
@@ -251,7 +276,7 @@ HRESULT Rowset::FetchMore(size_t count, std::vector<HROW>& out, bool& end) {
     chosen.clear();
     for (size_t i = 0; i < count; ++i) {
         size_t index;
-        if (!m_keepRows && !m_free.empty()) {
+        if (!m_free.empty()) {
             index = m_free.back();
             m_free.pop_back();
         } else {
@@ -273,7 +298,7 @@ HRESULT Rowset::FetchMore(size_t count, std::vector<HROW>& out, bool& end) {
         out.push_back(chosen[i] + 1);
     }
     // Slots left unused go back for the next fetch; new ones at the end are
-    // dropped again so that bookmarks keep matching slot positions.
+    // dropped again.
     for (size_t i = fetched; i < chosen.size(); ++i)
         if (chosen[i] < firstNew)
             m_free.push_back(chosen[i]);
@@ -327,24 +352,15 @@ HRESULT Rowset::GetNextRows(HCHAPTER chapter, DBROWOFFSET offset, DBROWCOUNT cRo
     m_handles.clear();
     bool end = false;
     if (m_keepRows) {
-        // Rows stay in their slots: position p lives in slot p - 1.
-        DBBKMARK first = m_nextPosition + offset;
-        DBBKMARK want = first + cRows - 1;
-        if (m_fetched < want) {
-            std::vector<HROW> fresh;
-            HRESULT hr = FetchMore(want - m_fetched, fresh, end);
-            if (FAILED(hr))
-                return hr;
-            for (HROW h : fresh)
-                m_slots[h - 1]->refs = 0;
-        }
-        for (DBBKMARK p = first; p <= want && p <= m_fetched; ++p) {
-            ++m_slots[p - 1]->refs;
-            m_handles.push_back(p);
-        }
-        m_nextPosition = std::min(want, m_fetched) + 1;
-        if (m_handles.size() < static_cast<size_t>(cRows))
-            end = true;
+        // GetRowsAt and GetRowsByBookmark move the cursor; the next-fetch
+        // position is the rowset's own.
+        HRESULT hr = SeekCursor(m_nextPosition + offset);
+        if (FAILED(hr))
+            return hr;
+        hr = FetchMore(cRows, m_handles, end);
+        if (FAILED(hr))
+            return hr;
+        m_nextPosition = m_fetched + 1;
     } else {
         if (offset > 0) {
             std::vector<HROW> skipped;
@@ -382,7 +398,7 @@ HRESULT Rowset::ReleaseRows(DBCOUNTITEM cRows, const HROW rows[], DBROWOPTIONS[]
                 status[i] = DBROWSTATUS_E_INVALID;
             continue;
         }
-        if (--slot->refs == 0 && !m_keepRows)
+        if (--slot->refs == 0)
             m_free.push_back(rows[i] - 1);
         if (refs != nullptr)
             refs[i] = slot->refs;
@@ -403,7 +419,7 @@ HRESULT Rowset::AddRefRows(DBCOUNTITEM cRows, const HROW rows[], DBREFCOUNT refs
         Slot* slot = rows[i] == DB_NULL_HROW || rows[i] > m_slots.size()
                          ? nullptr
                          : m_slots[rows[i] - 1].get();
-        if (slot == nullptr || (slot->refs == 0 && !m_keepRows)) {
+        if (slot == nullptr || slot->refs == 0) {
             ++bad;
             if (refs != nullptr)
                 refs[i] = 0;
@@ -427,6 +443,7 @@ HRESULT Rowset::RestartPosition(HCHAPTER chapter) {
     if (chapter != DB_NULL_HCHAPTER)
         return DB_E_BADCHAPTER;
     if (m_keepRows) {
+        // The cursor goes back when the next fetch needs it to.
         m_nextPosition = 1;
         return S_OK;
     }
@@ -576,7 +593,27 @@ HRESULT Rowset::GetData(HROW row, HACCESSOR accessorHandle, void* data) {
     size_t good = 0, bad = 0;
     for (const DBBINDING& b : accessor->bindings) {
         DBSTATUS status;
-        if (b.iOrdinal == 0 || b.iOrdinal > m_columns.size()) {
+        if (b.iOrdinal == 0 && m_keepRows) {
+            // The bookmark column: the row's number.
+            DBLENGTH length = 0;
+            const DBBKMARK position = slot->position;
+            if (b.wType == DBTYPE_UI8 || b.wType == DBTYPE_BYTES) {
+                length = sizeof position;
+                status = b.wType == DBTYPE_BYTES && b.cbMaxLen < sizeof position
+                             ? DBSTATUS_E_DATAOVERFLOW
+                             : DBSTATUS_S_OK;
+                if ((b.dwPart & DBPART_VALUE) && status == DBSTATUS_S_OK)
+                    std::memcpy(bytes + b.obValue, &position, sizeof position);
+            } else {
+                HdbDataConvert(DBTYPE_UI8, b.wType, sizeof position, &length, &position,
+                               (b.dwPart & DBPART_VALUE) ? bytes + b.obValue : nullptr, b.cbMaxLen,
+                               DBSTATUS_S_OK, &status, b.bPrecision, b.bScale, 0);
+            }
+            if (b.dwPart & DBPART_LENGTH)
+                std::memcpy(bytes + b.obLength, &length, sizeof length);
+            if (b.dwPart & DBPART_STATUS)
+                std::memcpy(bytes + b.obStatus, &status, sizeof status);
+        } else if (b.iOrdinal == 0 || b.iOrdinal > m_columns.size()) {
             // Accessors made on the command were not checked against columns.
             status = DBSTATUS_E_BADACCESSOR;
             if (b.dwPart & DBPART_STATUS)
@@ -648,17 +685,10 @@ HRESULT Rowset::GetRowsAt(HWATCHREGION, HCHAPTER chapter, DBBKMARK cb, const BYT
     if (chapter != DB_NULL_HCHAPTER)
         return DB_E_BADCHAPTER;
     if (cb == STD_BOOKMARKLENGTH && bookmark != nullptr && *bookmark == DBBMK_LAST) {
-        // The last row is only known once every row was fetched.
-        std::vector<HROW> rest;
-        bool end = false;
-        while (!end) {
-            HRESULT hr = FetchMore(64, rest, end);
-            if (FAILED(hr))
-                return hr;
-            for (HROW h : rest)
-                m_slots[h - 1]->refs = 0;
-            rest.clear();
-        }
+        // The last row is only known once the cursor was read to its end.
+        HRESULT hr = SeekCursor(~DBBKMARK{0});
+        if (FAILED(hr))
+            return hr;
     }
     DBBKMARK position;
     if (!PositionOf(cb, bookmark, m_fetched, position))
@@ -670,11 +700,18 @@ HRESULT Rowset::GetRowsAt(HWATCHREGION, HCHAPTER chapter, DBBKMARK cb, const BYT
     const LONGLONG start = static_cast<LONGLONG>(position) + offset;
     if (start < 1)
         return DB_S_ENDOFROWSET;
-    const DBBKMARK saved = m_nextPosition;
-    m_nextPosition = start;
-    HRESULT hr = GetNextRows(DB_NULL_HCHAPTER, 0, cRows, obtained, rows);
-    m_nextPosition = saved;
-    return hr;
+    HRESULT hr = SeekCursor(static_cast<DBBKMARK>(start));
+    if (FAILED(hr))
+        return hr;
+    m_handles.clear();
+    bool end = false;
+    hr = FetchMore(cRows, m_handles, end);
+    if (FAILED(hr))
+        return hr;
+    hr = HandOut(m_handles, obtained, rows);
+    if (FAILED(hr))
+        return hr;
+    return *obtained < static_cast<DBCOUNTITEM>(cRows) ? DB_S_ENDOFROWSET : S_OK;
 }
 
 HRESULT Rowset::GetRowsByBookmark(HCHAPTER chapter, DBCOUNTITEM cRows, const DBBKMARK sizes[],
@@ -687,16 +724,28 @@ HRESULT Rowset::GetRowsByBookmark(HCHAPTER chapter, DBCOUNTITEM cRows, const DBB
         return DB_E_BADCHAPTER;
     size_t bad = 0;
     for (DBCOUNTITEM i = 0; i < cRows; ++i) {
-        DBBKMARK position;
+        DBBKMARK position = 0;
         rows[i] = DB_NULL_HROW;
-        bool ok = sizes[i] == sizeof(DBBKMARK) &&
-                  PositionOf(sizes[i], bookmarks[i], m_fetched, position) && position <= m_fetched;
+        bool ok =
+            sizes[i] == sizeof(DBBKMARK) && PositionOf(sizes[i], bookmarks[i], m_fetched, position);
         if (ok) {
-            ++m_slots[position - 1]->refs;
-            rows[i] = position;
-        } else {
-            ++bad;
+            // A row still held is handed out again; any other is fetched anew.
+            for (size_t k = 0; k < m_slots.size() && rows[i] == DB_NULL_HROW; ++k)
+                if (m_slots[k]->refs != 0 && m_slots[k]->position == position) {
+                    ++m_slots[k]->refs;
+                    rows[i] = k + 1;
+                }
+            if (rows[i] == DB_NULL_HROW) {
+                m_handles.clear();
+                bool end = false;
+                ok = SUCCEEDED(SeekCursor(position)) && SUCCEEDED(FetchMore(1, m_handles, end)) &&
+                     m_handles.size() == 1;
+                if (ok)
+                    rows[i] = m_handles[0];
+            }
         }
+        if (!ok)
+            ++bad;
         if (status != nullptr)
             status[i] = ok ? DBROWSTATUS_S_OK : DBROWSTATUS_E_INVALID;
     }
@@ -735,7 +784,8 @@ HRESULT Rowset::AddRefAccessor(HACCESSOR h, DBREFCOUNT* refs) {
 HRESULT Rowset::CreateAccessor(DBACCESSORFLAGS flags, DBCOUNTITEM count, const DBBINDING bindings[],
                                DBLENGTH rowSize, HACCESSOR* h, DBBINDSTATUS status[]) {
     ClearError();
-    HRESULT hr = m_accessors.Create(flags, count, bindings, rowSize, h, status, &m_columns, true);
+    HRESULT hr = m_accessors.Create(flags, count, bindings, rowSize, h, status, &m_columns, true,
+                                    m_keepRows);
     if (hr == DB_E_ERRORSOCCURRED)
         return ReportError(m_session->Source(), hr, IID_IAccessor,
                            L"One or more bindings are not valid; see their binding statuses.");
@@ -752,7 +802,7 @@ HRESULT Rowset::ReleaseAccessor(HACCESSOR h, DBREFCOUNT* refs) {
 }
 
 HRESULT Rowset::GetColumnInfo(DBORDINAL* count, DBCOLUMNINFO** info, OLECHAR** strings) {
-    return ColumnInfoOut(m_columns, count, info, strings);
+    return ColumnInfoOut(m_columns, count, info, strings, m_keepRows);
 }
 
 HRESULT Rowset::MapColumnIDs(DBORDINAL count, const DBID ids[], DBORDINAL ordinals[]) {

@@ -261,6 +261,49 @@ TEST_F(CommandTest, RowsetPropertiesTheLibrarySetsAreAcceptedOrRefused) {
     locate->ReleaseRows(obtained, rows, nullptr, nullptr, nullptr);
     CoTaskMemFree(rows);
 
+    // The bookmark column comes first; a bookmark read with a row brings
+    // that row back after the cursor moved on.
+    auto columns = locate.As<IColumnsInfo>(IID_IColumnsInfo);
+    DBORDINAL columnCount = 0;
+    DBCOLUMNINFO* ci = nullptr;
+    OLECHAR* names = nullptr;
+    ASSERT_EQ(columns->GetColumnInfo(&columnCount, &ci, &names), S_OK);
+    ASSERT_EQ(columnCount, 2u);
+    EXPECT_EQ(ci[0].iOrdinal, 0u);
+    EXPECT_NE(ci[0].dwFlags & DBCOLUMNFLAGS_ISBOOKMARK, 0u);
+    EXPECT_EQ(ci[1].iOrdinal, 1u);
+    CoTaskMemFree(ci);
+    CoTaskMemFree(names);
+    Layout withMark;
+    withMark.Add(0, DBTYPE_UI8, sizeof(DBBKMARK));
+    withMark.Add(1, DBTYPE_I4, sizeof(LONG));
+    HACCESSOR hm = withMark.Create(locate.Get(), DBACCESSOR_ROWDATA);
+    ASSERT_EQ(locate->RestartPosition(DB_NULL_HCHAPTER), S_OK);
+    rows = nullptr;
+    ASSERT_EQ(locate->GetNextRows(DB_NULL_HCHAPTER, 0, 1, &obtained, &rows), S_OK);
+    std::vector<BYTE> marked(withMark.Size());
+    ASSERT_EQ(locate->GetData(rows[0], hm, marked.data()), S_OK);
+    const DBBKMARK firstMark = withMark.Value<DBBKMARK>(marked.data(), 0);
+    locate->ReleaseRows(obtained, rows, nullptr, nullptr, nullptr);
+    CoTaskMemFree(rows);
+    rows = nullptr;
+    ASSERT_EQ(locate->GetNextRows(DB_NULL_HCHAPTER, 0, 5, &obtained, &rows), DB_S_ENDOFROWSET);
+    EXPECT_EQ(obtained, 1u);
+    locate->ReleaseRows(obtained, rows, nullptr, nullptr, nullptr);
+    CoTaskMemFree(rows);
+    const DBBKMARK size = sizeof firstMark;
+    const BYTE* mark = reinterpret_cast<const BYTE*>(&firstMark);
+    HROW again = DB_NULL_HROW;
+    DBROWSTATUS status = DBROWSTATUS_E_FAIL;
+    ASSERT_EQ(locate->GetRowsByBookmark(DB_NULL_HCHAPTER, 1, &size, &mark, &again, &status), S_OK);
+    EXPECT_EQ(status, DBROWSTATUS_S_OK);
+    ASSERT_EQ(locate->GetData(again, hm, marked.data()), S_OK);
+    EXPECT_EQ(withMark.Value<LONG>(marked.data(), 1), 1);
+    DBCOMPARE order = DBCOMPARE_NE;
+    ASSERT_EQ(locate->Compare(DB_NULL_HCHAPTER, size, mark, size, mark, &order), S_OK);
+    EXPECT_EQ(order, DBCOMPARE_EQ);
+    locate->ReleaseRows(1, &again, nullptr, nullptr, nullptr);
+
     auto info = locate.As<IRowsetInfo>(IID_IRowsetInfo);
     DBPROPID id = DBPROP_UPDATABILITY;
     DBPROPIDSET ids{&id, 1, DBPROPSET_ROWSET};
