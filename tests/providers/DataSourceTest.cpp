@@ -3,6 +3,7 @@
 #include "ProviderTest.h"
 
 #include <filesystem>
+#include <unistd.h>
 
 using namespace providertest;
 
@@ -86,8 +87,9 @@ TEST(DataSource, InitialisationPropertiesAreDescribedAndSettableUntilInitialised
     EXPECT_EQ(p[2].dwStatus, DBPROPSTATUS_BADVALUE);
     VariantClear(&p[0].vValue);
 
-    const std::wstring file =
-        (std::filesystem::temp_directory_path() / "hdbprov-dsinit.db").wstring();
+    const std::wstring file = (std::filesystem::temp_directory_path() /
+                               ("hdbprov-dsinit-" + std::to_string(getpid()) + ".db"))
+                                  .wstring();
     ASSERT_EQ(Connect(dso.Get(), file), S_OK);
     v = Read(props.Get(), DBPROPSET_DATASOURCEINFO, DBPROP_CONNECTIONSTATUS);
     EXPECT_EQ(v.lVal, DBPROPVAL_CS_INITIALIZED);
