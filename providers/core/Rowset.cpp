@@ -544,10 +544,17 @@ HRESULT Rowset::FillBinding(const DBBINDING& b, HROW row, const backend::RowBuff
                 status = DBSTATUS_S_TRUNCATED;
         }
     } else if (cell.type == b.wType && cell.type != DBTYPE_BOOL) {
-        // The same fixed-size type: a plain copy.
+        // The same fixed-size type: a plain copy (of a known size for the
+        // common ones, which the compiler turns into a move or two).
         length = cell.length;
-        if (wantValue)
-            std::memcpy(value, &cell.v, cell.length);
+        if (wantValue) {
+            if (cell.length == 8)
+                std::memcpy(value, &cell.v, 8);
+            else if (cell.length == 16)
+                std::memcpy(value, &cell.v, 16);
+            else
+                std::memcpy(value, &cell.v, cell.length);
+        }
     } else if (b.wType == DBTYPE_I4 && cell.type == DBTYPE_I8 && cell.v.i8 >= INT32_MIN &&
                cell.v.i8 <= INT32_MAX) {
         length = sizeof(LONG);
