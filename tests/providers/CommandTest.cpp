@@ -130,6 +130,46 @@ TEST_F(CommandTest, ParameterSetsAreStridedByTheAccessorsRowSize) {
     EXPECT_EQ(Scalar("SELECT typeof(id) FROM p LIMIT 1"), "integer");
 }
 
+TEST_F(CommandTest, APreparedCommandDescribesItsColumnsAndParameters) {
+    ASSERT_EQ(Exec(m_session.Get(), L"CREATE TABLE d (id INTEGER, label VARCHAR(8))"), S_OK);
+    auto command = NewCommand(m_session.Get(), L"SELECT id, label FROM d WHERE id > :low AND "
+                                               L"label <> @skip");
+    auto columns = command.As<IColumnsInfo>(IID_IColumnsInfo);
+    DBORDINAL count = 0;
+    DBCOLUMNINFO* ci = nullptr;
+    OLECHAR* names = nullptr;
+    EXPECT_EQ(columns->GetColumnInfo(&count, &ci, &names), DB_E_NOTPREPARED);
+    ASSERT_EQ(command.As<ICommandPrepare>(IID_ICommandPrepare)->Prepare(1), S_OK);
+    ASSERT_EQ(columns->GetColumnInfo(&count, &ci, &names), S_OK);
+    ASSERT_EQ(count, 2u);
+    EXPECT_EQ(ci[1].wType, DBTYPE_WSTR);
+    EXPECT_EQ(ci[1].ulColumnSize, 8u);
+    CoTaskMemFree(ci);
+    CoTaskMemFree(names);
+
+    auto params = command.As<ICommandWithParameters>(IID_ICommandWithParameters);
+    const OLECHAR* wanted[] = {L"skip", L":low", L"nothing"};
+    DB_LPARAMS ordinals[3] = {};
+    EXPECT_EQ(params->MapParameterNames(3, wanted, ordinals), DB_S_ERRORSOCCURRED);
+    EXPECT_EQ(ordinals[0], 2);
+    EXPECT_EQ(ordinals[1], 1);
+    EXPECT_EQ(ordinals[2], 0);
+
+    // A rowset of the prepared command keeps it from running again until
+    // the rowset is gone.
+    Ptr<IRowset> rowset;
+    ASSERT_EQ(command->Execute(nullptr, IID_IRowset, nullptr, nullptr, rowset.OutUnknown()), S_OK);
+    Ptr<IRowset> second;
+    EXPECT_EQ(command->Execute(nullptr, IID_IRowset, nullptr, nullptr, second.OutUnknown()),
+              DB_E_OBJECTOPEN);
+    rowset.Reset();
+    EXPECT_EQ(command->Execute(nullptr, IID_IRowset, nullptr, nullptr, second.OutUnknown()), S_OK);
+    Ptr<IUnknown> spec;
+    ASSERT_EQ(second.As<IRowsetInfo>(IID_IRowsetInfo)->GetSpecification(IID_ICommand, spec.Out()),
+              S_OK);
+    EXPECT_TRUE(spec);
+}
+
 TEST_F(CommandTest, ErrorRecordsCarryMessageStateAndNativeError) {
     EXPECT_EQ(Exec(m_session.Get(), L"SELEC 1"), DB_E_ERRORSINCOMMAND);
     auto records = TakeErrorRecords();
