@@ -15,3 +15,7 @@
 #include "haldendb/ColumnBindings.h"
 #include "haldendb/Accessor.h"
 #include "haldendb/RowSet.h"
+#include "haldendb/QueryOptimizer.h"
+#include "haldendb/CommandClass.h"
+#include "haldendb/ExtCommandClass.h"
+#include "haldendb/SchemaClass.h"
