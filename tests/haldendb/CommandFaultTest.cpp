@@ -1,0 +1,122 @@
+// What a real database does not do on demand, through the scripted provider:
+// deadlock victims and the retry rule, a cancel that fails.
+#include "CommandSupport.h"
+
+#include "scripted/ScriptedProvider.h"
+
+#include <chrono>
+#include <thread>
+
+using Cancel = CCommandClass::CancelLongRunningQuery;
+
+namespace {
+
+// A data source on the scripted provider, reporting into collectors.
+class ScriptedSource {
+public:
+    ScriptedSource() : source(std::make_shared<CDataSource>(CBaseOLEDBClass::eGenericDatabase)) {
+        source->SetCallBackForErrorMessages(&hdbtest::ReportCollector::Collect, &errors);
+        source->SetCallBackForSuccessMessages(&hdbtest::ReportCollector::Collect, &successes);
+        connected = provider.Registered() && source->Connect(hdbscripted::CLSID_ScriptedProvider,
+                                                             L"scripted", L"", L"", L"");
+    }
+    std::shared_ptr<CExtCommandClass> Command() {
+        int reconnected = 0;
+        return std::make_shared<CExtCommandClass>(source, reconnected);
+    }
+
+    hdbtest::SettingsIsolation settings;
+    hdbscripted::ScriptedProvider provider;
+    hdbtest::ReportCollector errors;
+    hdbtest::ReportCollector successes;
+    std::shared_ptr<CDataSource> source;
+    bool connected = false;
+};
+
+} // namespace
+
+TEST(CommandRetry, ADeadlockVictimIsTriedFourTimesAndReportedOnce) {
+    ScriptedSource db;
+    ASSERT_TRUE(db.connected);
+    auto rule = db.provider.OnStatement(L"UPDATE t").FailAlways(hdbscripted::DeadlockVictim());
+    auto command = db.Command();
+    LONGLONG affected = 9;
+    EXPECT_FALSE(command->Update(L"t", L"a = 1", L"", &affected));
+    EXPECT_EQ(rule.Executions(), 4);
+    EXPECT_EQ(affected, 0);
+    ASSERT_EQ(db.errors.reports.size(), 1u);
+    // The last try's records are in the report, with the statement.
+    EXPECT_NE(db.errors.reports[0].message.find(L"UPDATE t SET a = 1"), std::wstring::npos);
+    EXPECT_NE(db.errors.reports[0].message.find(L"40001"), std::wstring::npos);
+}
+
+TEST(CommandRetry, AVictimThatSucceedsOnALaterTryIsNotReported) {
+    ScriptedSource db;
+    ASSERT_TRUE(db.connected);
+    auto rule = db.provider.OnStatement(L"UPDATE t")
+                    .FailFirst(3, hdbscripted::DeadlockVictim())
+                    .RowsAffected(2);
+    auto command = db.Command();
+    LONGLONG affected = 0;
+    EXPECT_TRUE(command->Update(L"t", L"a = 1", L"", &affected));
+    EXPECT_EQ(rule.Executions(), 4);
+    EXPECT_EQ(affected, 2);
+    EXPECT_TRUE(db.errors.reports.empty());
+}
+
+TEST(CommandRetry, OtherFailuresAndCancelsAreNotRetried) {
+    ScriptedSource db;
+    ASSERT_TRUE(db.connected);
+    hdbscripted::Fault syntax;
+    syntax.kind = hdbscripted::FaultKind::syntax;
+    syntax.message = L"near \"UPDAT\": syntax error";
+    auto wrong = db.provider.OnStatement(L"UPDAT x").FailAlways(syntax);
+    hdbscripted::Fault canceled;
+    canceled.kind = hdbscripted::FaultKind::canceled;
+    canceled.message = L"interrupted";
+    auto stopped = db.provider.OnStatement(L"DELETE").FailAlways(canceled);
+    auto command = db.Command();
+
+    EXPECT_FALSE(command->Execute(L"UPDAT x", nullptr));
+    EXPECT_EQ(wrong.Executions(), 1);
+    ASSERT_EQ(db.errors.reports.size(), 1u);
+    EXPECT_NE(db.errors.reports[0].message.find(L"syntax error"), std::wstring::npos);
+
+    EXPECT_FALSE(command->Delete(L"t", L""));
+    EXPECT_EQ(stopped.Executions(), 1);
+    EXPECT_EQ(db.errors.reports.size(), 1u);
+}
+
+TEST(CommandCancel, AFailingCancelLeavesOutcomeTwoAndTheStatementsResult) {
+    ScriptedSource db;
+    ASSERT_TRUE(db.connected);
+    auto slow = db.provider.OnStatement(L"slow").Blocks(std::chrono::milliseconds(300));
+    db.provider.CancelAnswers(E_FAIL);
+    auto command = db.Command();
+    auto cancel = std::make_shared<Cancel>([&](Cancel&) {
+        // Cancel only once the statement is really running.
+        return slow.WaitUntilBlocked(std::chrono::seconds(5));
+    });
+    command->SetPtrCancelLongRunningQuery(cancel);
+    EXPECT_TRUE(command->Execute(L"SELECT slow", nullptr));
+    EXPECT_EQ(cancel->GetOutcome(), Cancel::eCancelFailed);
+    EXPECT_EQ(cancel->GetCancelResult(), E_FAIL);
+    EXPECT_EQ(db.provider.Cancels(), 1);
+    EXPECT_TRUE(db.errors.reports.empty());
+}
+
+TEST(CommandCancel, ASuccessfulCancelEndsTheBlockedStatementQuietly) {
+    ScriptedSource db;
+    ASSERT_TRUE(db.connected);
+    auto slow = db.provider.OnStatement(L"slow").Blocks(std::chrono::seconds(30));
+    auto command = db.Command();
+    auto cancel = std::make_shared<Cancel>(
+        [&](Cancel&) { return slow.WaitUntilBlocked(std::chrono::seconds(5)); });
+    command->SetPtrCancelLongRunningQuery(cancel);
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_FALSE(command->Execute(L"SELECT slow", nullptr));
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
+    EXPECT_EQ(cancel->GetOutcome(), Cancel::eCanceled);
+    EXPECT_EQ(slow.Executions(), 1);
+    EXPECT_TRUE(db.errors.reports.empty());
+}
