@@ -254,9 +254,3 @@ TEST(QueryOptimizer, OnlyThePlainSqlServerTypeGetsHints) {
         EXPECT_EQ(W(command->GetOptimizeCommandAfterSelectStatement()), L"") << type;
     }
 }
-
-TEST(QueryOptimizer, AnOptimizerWithoutCommandHintsNothing) {
-    CSQLServerQueryOptimizer optimizer(nullptr);
-    EXPECT_EQ(W(optimizer.GetBeforeFieldStatement()), L"");
-    EXPECT_EQ(W(optimizer.GetAfterSelectStatement()), L"");
-}
