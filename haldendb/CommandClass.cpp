@@ -551,6 +551,18 @@ bool CCommandClass::DoExecute(IRowset** rowset, ICommandPrepare* prepare, LONGLO
             *rowsAffected = 0;
         return false;
     }
+    // Whatever happens, also when a severe error throws out of the report:
+    // the next execution starts from a fresh command object.
+    struct AfterExecution {
+        CCommandClass& command;
+        ICommandPrepare* prepare;
+        ~AfterExecution() {
+            command.ReleaseCommandInterface();
+            if (prepare)
+                prepare->Release();
+        }
+    } afterExecution{*this, prepare};
+
     DBROWCOUNT affected = 0;
     bool executed = false;
     for (int tries = 1;; ++tries) {
@@ -582,9 +594,6 @@ bool CCommandClass::DoExecute(IRowset** rowset, ICommandPrepare* prepare, LONGLO
         (*rowset)->Release();
         *rowset = nullptr;
     }
-    ReleaseCommandInterface();
-    if (prepare)
-        prepare->Release();
     if (rowsAffected)
         *rowsAffected = executed ? affected : 0;
     return executed;
@@ -596,9 +605,15 @@ HRESULT CCommandClass::ExecuteLongRunningQuery(IRowset** rowset, DBROWCOUNT& row
     std::atomic<bool> done{false};
     std::atomic<HRESULT> result{S_OK};
     WatcherThread watcher(new WatcherArguments{&done, this, &result});
-    result.store(m_pICommandText->Execute(nullptr, *m_pRowsetInterfaceId, nullptr, &rowsAffected,
-                                          reinterpret_cast<IUnknown**>(rowset)));
-    done.store(true);
+    {
+        // Ends the watcher's questions also should Execute throw.
+        struct Done {
+            std::atomic<bool>& done;
+            ~Done() { done.store(true); }
+        } finished{done};
+        result.store(m_pICommandText->Execute(nullptr, *m_pRowsetInterfaceId, nullptr,
+                                              &rowsAffected, reinterpret_cast<IUnknown**>(rowset)));
+    }
     watcher.Join();
     return result.load();
 }

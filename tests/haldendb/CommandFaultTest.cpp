@@ -120,3 +120,18 @@ TEST(CommandCancel, ASuccessfulCancelEndsTheBlockedStatementQuietly) {
     EXPECT_EQ(slow.Executions(), 1);
     EXPECT_TRUE(db.errors.reports.empty());
 }
+
+TEST(CommandRetry, ASevereErrorThrowsAndLeavesTheCommandUsable) {
+    ScriptedSource db;
+    ASSERT_TRUE(db.connected);
+    db.source->SetErrorSeverityMap(std::make_shared<CBaseOLEDBClass::ErrorSeverityMap>(
+        CBaseOLEDBClass::ErrorSeverityMap{{824, 24}}));
+    auto severe = db.provider.OnStatement(L"broken").FailAlways(hdbscripted::SevereError(824));
+    auto command = db.Command();
+    // Prepared, so that a prepare interface is held when the error throws.
+    command->SetNumberOfCalls(1);
+    EXPECT_THROW(command->Execute(L"SELECT broken", nullptr), severe_sql_error);
+    EXPECT_EQ(severe.Executions(), 1);
+    EXPECT_EQ(static_cast<ICommandText*>(*command), nullptr);
+    EXPECT_TRUE(command->Execute(L"SELECT fine", nullptr));
+}
