@@ -164,9 +164,6 @@ private:
 #endif
 };
 
-// The character function and literal form of one dialect.
-enum class LiteralForm { plus, concat, none };
-
 // Each character of `text` as the wide character of the same value: wide
 // text as it is, 8-bit text byte by byte.
 template <class Char>
