@@ -1,0 +1,244 @@
+#include "Options.h"
+
+#include <charconv>
+#include <cstring>
+
+namespace {
+
+// "--name=value" and "--name value" and "-x value": the value of an option
+// that takes one, advancing `i` past it when it is the next argument.
+bool TakeValue(int argc, char** argv, int& i, const std::string& argument,
+               const std::string& longName, const char* shortName, std::string& value,
+               bool& matched) {
+    matched = false;
+    if (argument.rfind(longName + "=", 0) == 0) {
+        matched = true;
+        value = argument.substr(longName.size() + 1);
+        return true;
+    }
+    if (argument != longName && (shortName == nullptr || argument != shortName))
+        return true;
+    matched = true;
+    if (i + 1 >= argc)
+        return false;
+    value = argv[++i];
+    return true;
+}
+
+std::string Lower(std::string text) {
+    for (char& c : text)
+        if (c >= 'A' && c <= 'Z')
+            c = static_cast<char>(c - 'A' + 'a');
+    return text;
+}
+
+} // namespace
+
+std::optional<COptions::Provider> COptions::ProviderOf(const std::string& name) {
+    const std::string lower = Lower(name);
+    if (lower == "embedded" || lower == "sqlite")
+        return Provider::Embedded;
+    if (lower == "odbc")
+        return Provider::Odbc;
+    if (lower == "sqlserver")
+        return Provider::SqlServer;
+    return std::nullopt;
+}
+
+std::optional<CBaseOLEDBClass::enumSQLDatabaseType>
+COptions::DatabaseTypeOf(const std::string& name) {
+    static const struct {
+        const char* name;
+        CBaseOLEDBClass::enumSQLDatabaseType type;
+    } kTypes[] = {
+        {"sqlserver", CBaseOLEDBClass::eSQLServer},
+        {"generic", CBaseOLEDBClass::eGenericDatabase},
+        {"mysql", CBaseOLEDBClass::eMySQL},
+        {"nativeclient", CBaseOLEDBClass::eSQLServerNativeClient},
+        {"nativeclient10", CBaseOLEDBClass::eSQLServerNativeClient10},
+        {"nativeclient11", CBaseOLEDBClass::eSQLServerNativeClient11},
+        {"oledbdriver", CBaseOLEDBClass::eSQLServerOLEDBDriver},
+        {"limit", CBaseOLEDBClass::eLimitDialectDatabase},
+    };
+    const std::string lower = Lower(name);
+    for (const auto& entry : kTypes)
+        if (lower == entry.name)
+            return entry.type;
+    int number = -1;
+    const auto [end, failure] = std::from_chars(name.data(), name.data() + name.size(), number);
+    if (failure == std::errc() && end == name.data() + name.size() && number >= 0 && number <= 7)
+        return CBaseOLEDBClass::SQLDatabaseTypeFromInt(number);
+    return std::nullopt;
+}
+
+bool COptions::Parse(int argc, char** argv, std::string& error) {
+    bool optionsEnded = false;
+    for (int i = 1; i < argc; ++i) {
+        const std::string argument = argv[i];
+        if (optionsEnded || argument == "-" || argument.empty() || argument[0] != '-') {
+            sources.push_back({true, argument});
+            continue;
+        }
+        if (argument == "--") {
+            optionsEnded = true;
+            continue;
+        }
+        if (argument == "-h" || argument == "--help") {
+            help = true;
+            continue;
+        }
+        if (argument == "--csv") {
+            csv = true;
+            continue;
+        }
+        if (argument == "--catalogs") {
+            catalogs = true;
+            continue;
+        }
+        if (argument == "-q" || argument == "--quiet") {
+            quiet = true;
+            continue;
+        }
+        if (argument == "-W" || argument == "--password-prompt") {
+            promptPassword = true;
+            continue;
+        }
+
+        std::string value;
+        bool matched = false;
+        const auto take = [&](const char* longName, const char* shortName) {
+            if (!TakeValue(argc, argv, i, argument, longName, shortName, value, matched)) {
+                error = "option " + argument + " needs a value";
+                return false;
+            }
+            return true;
+        };
+
+        if (!take("--command", "-c"))
+            return false;
+        if (matched) {
+            sources.push_back({false, value});
+            continue;
+        }
+        if (!take("--file", "-f"))
+            return false;
+        if (matched) {
+            sources.push_back({true, value});
+            continue;
+        }
+        if (!take("--provider", "-p"))
+            return false;
+        if (matched) {
+            const auto chosen = ProviderOf(value);
+            if (!chosen) {
+                error = "unknown provider '" + value + "' (embedded, odbc, sqlserver)";
+                return false;
+            }
+            provider = *chosen;
+            continue;
+        }
+        if (!take("--database-type", "-t"))
+            return false;
+        if (matched) {
+            databaseType = DatabaseTypeOf(value);
+            if (!databaseType) {
+                error = "unknown database type '" + value + "'";
+                return false;
+            }
+            continue;
+        }
+        if (!take("--data-source", "-s"))
+            return false;
+        if (matched) {
+            dataSource = value;
+            continue;
+        }
+        if (!take("--user", "-U"))
+            return false;
+        if (matched) {
+            user = value;
+            continue;
+        }
+        if (!take("--database", "-d"))
+            return false;
+        if (matched) {
+            database = value;
+            continue;
+        }
+        if (!take("--language", "-l"))
+            return false;
+        if (matched) {
+            const std::string lower = Lower(value);
+            if (lower == "en" || lower == "english")
+                language = Language::English;
+            else if (lower == "de" || lower == "german" || lower == "deutsch")
+                language = Language::German;
+            else {
+                error = "unknown language '" + value + "' (en, de)";
+                return false;
+            }
+            continue;
+        }
+        if (!take("--width", nullptr))
+            return false;
+        if (matched) {
+            int width = 0;
+            const auto [end, failure] =
+                std::from_chars(value.data(), value.data() + value.size(), width);
+            if (failure != std::errc() || end != value.data() + value.size() || width < 4) {
+                error = "--width needs a number of at least 4";
+                return false;
+            }
+            valueWidth = width;
+            continue;
+        }
+        error = "unknown option " + argument;
+        return false;
+    }
+    return true;
+}
+
+std::string COptions::Usage() {
+    return R"(Usage: hdb [options] [file ...]
+
+Runs SQL through haldendb and prints the results. Without connection options
+it opens the embedded SQLite database haldendb.db in the working directory.
+
+SQL comes from -c texts and from files, in the order given ("-" is standard
+input); with neither, from standard input, read interactively when it is a
+terminal (statements end with ';', the arrow keys recall earlier statements,
+Ctrl-D, \q, quit or exit at the prompt end the session).
+
+Connection:
+  -p, --provider NAME       embedded (default), odbc or sqlserver
+  -t, --database-type TYPE  generic, sqlserver, mysql, nativeclient,
+                            nativeclient10, nativeclient11, oledbdriver, limit
+                            (or 0..7); default: from the settings for the
+                            embedded and ODBC providers, oledbdriver for
+                            sqlserver
+  -s, --data-source TEXT    database file (embedded; default haldendb.db), DSN
+                            or connection string (odbc), server (sqlserver)
+  -U, --user NAME
+  -d, --database NAME
+  -W, --password-prompt     ask for the password (not echoed); otherwise it is
+                            taken from the environment variable HDB_PASSWORD.
+                            A password is never printed.
+  The odbc and sqlserver providers need the ODBC backend, which is not built
+  on this system yet: hdb then fails with the library's report ("Can't create
+  instance") and a non-zero exit status.
+
+Input and output:
+  -c, --command SQL         run SQL (may be given more than once)
+  -f, --file FILE           run the statements of FILE
+      --csv                 print result sets as CSV (RFC 4180) instead of tables
+      --catalogs            list the databases of the connection
+      --width N             cut longer values in tables to N columns (default 40)
+  -q, --quiet               no row counts
+  -l, --language en|de      language of reports and messages (default: locale)
+  -h, --help                this text
+
+Reports of the library go to standard error as caption and text. The exit
+status is 0 when every statement succeeded, 1 when one failed, 2 for a wrong
+command line.
+)";
+}
