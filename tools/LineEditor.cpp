@@ -24,11 +24,11 @@ public:
         raw.c_iflag &= ~(IXON | ICRNL);
         raw.c_cc[VMIN] = 1;
         raw.c_cc[VTIME] = 0;
-        m_active = ::tcsetattr(fd, TCSAFLUSH, &raw) == 0;
+        m_active = ::tcsetattr(fd, TCSADRAIN, &raw) == 0;
     }
     ~RawMode() {
         if (m_active)
-            ::tcsetattr(m_fd, TCSAFLUSH, &m_saved);
+            ::tcsetattr(m_fd, TCSADRAIN, &m_saved);
     }
     bool Active() const { return m_active; }
 

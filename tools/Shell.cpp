@@ -86,12 +86,15 @@ void CShell::PrintRows(CRowSet& rowset) {
 }
 
 void CShell::PrintCount(LONGLONG rows) {
-    // Statements that change no rows by nature (CREATE, DROP ...) say nothing.
+    // A count the provider could not give (negative) is not shown.
     if (m_options.quiet || rows < 0)
         return;
-    const std::string text = CTexts::Format(CTexts::Id::RowsAffected, std::to_string(rows));
+    const std::string text = rows == 1
+                                 ? CTexts::Get(CTexts::Id::OneRowAffected)
+                                 : CTexts::Format(CTexts::Id::RowsAffected, std::to_string(rows));
     // CSV output stays pure: the count goes beside it.
     std::FILE* out = m_options.csv ? stderr : stdout;
+    std::fflush(stdout);
     std::fprintf(out, "%s\n", text.c_str());
     std::fflush(out);
 }

@@ -12,6 +12,7 @@ struct Entry {
 
 constexpr Entry kTexts[] = {
     {CTexts::Id::RowsAffected, "%s rows affected", "%s Zeilen betroffen"},
+    {CTexts::Id::OneRowAffected, "1 row affected", "1 Zeile betroffen"},
     {CTexts::Id::RowCount, "(%s rows)", "(%s Zeilen)"},
     {CTexts::Id::OneRow, "(1 row)", "(1 Zeile)"},
     {CTexts::Id::Characters, "chars", "Zeichen"},

@@ -8,7 +8,8 @@
 class CTexts {
 public:
     enum class Id {
-        RowsAffected,   // "%d rows affected"
+        RowsAffected,   // "%s rows affected"
+        OneRowAffected, // "1 row affected"
         RowCount,       // "(%d rows)"
         OneRow,         // "(1 row)"
         Characters,     // "chars": the unit of a cut text's full length
