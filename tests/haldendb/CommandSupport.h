@@ -4,7 +4,6 @@
 #pragma once
 
 #include "EmbeddedDatabase.h"
-#include "ScriptedProvider.h"
 
 #include "haldendb/ExtCommandClass.h"
 

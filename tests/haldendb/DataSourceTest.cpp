@@ -1,11 +1,13 @@
 // Connecting: settings, the initialisation properties each provider gets,
 // reports with the password masked, the connection state between threads and
-// Release's waits against the scripted provider of ScriptedProvider.h; the
-// session pool, data source properties and real connects against the
-// embedded SQLite provider on files in a temporary folder.
+// Release's waits against the scripted provider registered under each
+// provider's class id; the session pool, data source properties and real
+// connects against the embedded SQLite provider on files in a temporary
+// folder.
 #include "TestSupport.h"
-#include "ScriptedProvider.h"
 #include "EmbeddedDatabase.h"
+
+#include "scripted/ScriptedProvider.h"
 
 #include "haldendb/DataSource.h"
 
@@ -13,6 +15,8 @@
 
 #include <chrono>
 #include <future>
+#include <memory>
+#include <stdexcept>
 #include <thread>
 
 using namespace hdbtest;
@@ -26,21 +30,48 @@ public:
     using CDataSource::SetMultipleConnectionProperty;
 };
 
+using hdbscripted::ObjectKind;
+using hdbscripted::ReceivedProperty;
+using hdbscripted::ReceivedSet;
+
+std::vector<DBPROPID> Ids(const ReceivedSet& set) {
+    std::vector<DBPROPID> ids;
+    for (const auto& property : set.properties)
+        ids.push_back(property.id);
+    return ids;
+}
+
+bool IsTrue(const ReceivedProperty* property) {
+    return property != nullptr && property->type == VT_BOOL && property->number == 1;
+}
+
+// A scripted provider under the class id of every provider the library
+// names, so that each is reached exactly as the real one would be.
 class ConnectionTest : public testing::Test {
 protected:
-    void SetUp() override {
-        ASSERT_TRUE(provider.registered);
+    ConnectionTest() {
         for (const CLSID* id :
              {&CLSID_HDB_SQLNCLI11, &CLSID_HDB_SQLNCLI10, &CLSID_HDB_SQLNCLI, &CLSID_HDB_MSOLEDBSQL,
               &CLSID_HDB_MSDASQL, &CLSID_HDB_SQLOLEDB, &CLSID_HDB_EMBEDDED})
-            provider.Serve(*id, dso);
+            providers.push_back(std::make_unique<hdbscripted::ScriptedProvider>(*id));
+    }
+    void SetUp() override {
+        for (const auto& provider : providers)
+            ASSERT_TRUE(provider->Registered());
     }
     void TearDown() override {
         // Everything the library took it gave back, exactly once.
-        EXPECT_EQ(dso.references, 0u);
-        EXPECT_EQ(provider.initializer.references, 0u);
-        for (const auto& session : dso.sessions)
-            EXPECT_EQ(session.references, 0u);
+        for (const auto& provider : providers) {
+            EXPECT_EQ(provider->Alive(ObjectKind::dataSource), 0);
+            EXPECT_EQ(provider->Alive(ObjectKind::session), 0);
+        }
+    }
+
+    hdbscripted::ScriptedProvider& Provider(const CLSID& id) {
+        for (const auto& provider : providers)
+            if (provider->ClassId() == id)
+                return *provider;
+        throw std::logic_error("no scripted provider for this class id");
     }
 
     void Collect(CDataSource& source) {
@@ -49,8 +80,7 @@ protected:
     }
 
     SettingsIsolation settings;
-    ScriptedProvider provider;
-    ScriptedDataSource dso;
+    std::vector<std::unique_ptr<hdbscripted::ScriptedProvider>> providers;
     ReportCollector errors;
     ReportCollector successes;
 };
@@ -114,40 +144,51 @@ TEST_F(ConnectionTest, EachProviderAndDatabaseTypeGetsItsInitialisationSets) {
         {&CLSID_HDB_MSDASQL, 2, L"", {prompt, source, user, password, time}, 4, {}},
         {&CLSID_HDB_EMBEDDED, 1, L"", {prompt, source, integrated, catalog, time}, 2, {}},
     };
+    // The SetProperties calls a connect makes, each with one set.
+    const auto connect = [](hdbscripted::ScriptedProvider& provider, CDataSource& source,
+                            const wchar_t* user) {
+        const size_t before = provider.PropertyCalls().size();
+        EXPECT_TRUE(source.Connect(provider.ClassId(), L"server", user, L"pw", L"db"));
+        std::vector<ReceivedSet> sets;
+        const auto calls = provider.PropertyCalls();
+        for (size_t call = before; call < calls.size(); ++call) {
+            EXPECT_EQ(calls[call].size(), 1u);
+            sets.insert(sets.end(), calls[call].begin(), calls[call].end());
+        }
+        return sets;
+    };
     for (const Case& test : cases) {
-        dso.setPropertiesCalls.clear();
         CDataSource ds(CBaseOLEDBClass::SQLDatabaseTypeFromInt(test.type));
-        ASSERT_TRUE(ds.Connect(*test.provider, L"server", test.user, L"pw", L"db")) << test.type;
-        ASSERT_EQ(dso.setPropertiesCalls.size(), test.serverSet.empty() ? 1u : 2u) << test.type;
-        const ReceivedSet& login = dso.Set(0);
+        const auto sets = connect(Provider(*test.provider), ds, test.user);
+        ASSERT_EQ(sets.size(), test.serverSet.empty() ? 1u : 2u) << test.type;
+        const ReceivedSet& login = sets[0];
         EXPECT_EQ(login.set, DBPROPSET_DBINIT);
-        EXPECT_EQ(login.Ids(), test.login) << test.type;
+        EXPECT_EQ(Ids(login), test.login) << test.type;
         EXPECT_EQ(login.Find(prompt)->number, test.prompt) << test.type;
         EXPECT_EQ(login.Find(time)->number, 12);
         if (const ReceivedProperty* sspi = login.Find(integrated)) {
             EXPECT_EQ(sspi->text, L"SSPI");
         }
         if (!test.serverSet.empty()) {
-            EXPECT_EQ(dso.Set(1).set, DBPROPSET_SQLSERVERDBINIT);
-            EXPECT_EQ(dso.Set(1).Ids(), test.serverSet) << test.type;
-            EXPECT_TRUE(dso.Set(1).Find(16)->flag);
+            EXPECT_EQ(sets[1].set, DBPROPSET_SQLSERVERDBINIT);
+            EXPECT_EQ(Ids(sets[1]), test.serverSet) << test.type;
+            EXPECT_TRUE(IsTrue(sets[1].Find(16)));
         }
-        for (const auto& call : dso.setPropertiesCalls)
-            for (const auto& property : call[0].properties) {
-                EXPECT_EQ(property.options, DBPROPOPTIONS_REQUIRED);
-                EXPECT_TRUE(property.nullColumn);
-            }
+        for (const auto& property : login.properties) {
+            EXPECT_EQ(property.options, DBPROPOPTIONS_REQUIRED);
+            EXPECT_TRUE(property.nullColumn);
+        }
     }
     // The driver is asked for optional encryption with a trusted certificate.
-    dso.setPropertiesCalls.clear();
     CDataSource driver(CBaseOLEDBClass::eSQLServerOLEDBDriver);
-    ASSERT_TRUE(driver.Connect(CLSID_HDB_MSOLEDBSQL, L"server", L"u", L"pw", L"db"));
-    EXPECT_TRUE(dso.Set(1).Find(21)->flag);
-    EXPECT_EQ(dso.Set(1).Find(13)->text, L"Optional");
-    EXPECT_EQ(dso.Set(0).Find(DBPROP_INIT_DATASOURCE)->text, L"server");
-    EXPECT_EQ(dso.Set(0).Find(DBPROP_AUTH_USERID)->text, L"u");
-    EXPECT_EQ(dso.Set(0).Find(DBPROP_INIT_CATALOG)->text, L"db");
-    EXPECT_EQ(dso.Set(0).Find(DBPROP_AUTH_PASSWORD)->text, L"pw");
+    const auto sets = connect(Provider(CLSID_HDB_MSOLEDBSQL), driver, L"u");
+    ASSERT_EQ(sets.size(), 2u);
+    EXPECT_TRUE(IsTrue(sets[1].Find(21)));
+    EXPECT_EQ(sets[1].Find(13)->text, L"Optional");
+    EXPECT_EQ(sets[0].Find(DBPROP_INIT_DATASOURCE)->text, L"server");
+    EXPECT_EQ(sets[0].Find(DBPROP_AUTH_USERID)->text, L"u");
+    EXPECT_EQ(sets[0].Find(DBPROP_INIT_CATALOG)->text, L"db");
+    EXPECT_EQ(sets[0].Find(DBPROP_AUTH_PASSWORD)->text, L"pw");
 }
 
 TEST_F(ConnectionTest, ATimeOutOfZeroIsNotSentAndTheSettingsChooseTheProvider) {
@@ -159,7 +200,9 @@ TEST_F(ConnectionTest, ATimeOutOfZeroIsNotSentAndTheSettingsChooseTheProvider) {
     ASSERT_TRUE(source.Connect(L"server", L"u", L"p", L"db"));
     EXPECT_EQ(source.GetOLEDBProvider(), CBaseOLEDBClass::eProviderNativeClient);
     EXPECT_EQ(source.GetProviderCLSID(), CLSID_HDB_SQLNCLI10);
-    EXPECT_EQ(dso.Set(0).Find(DBPROP_INIT_TIMEOUT), nullptr);
+    const auto& provider = Provider(CLSID_HDB_SQLNCLI10);
+    EXPECT_EQ(provider.LastSet(DBPROPSET_DBINIT, DBPROP_INIT_DATASOURCE)->text, L"server");
+    EXPECT_FALSE(provider.LastSet(DBPROPSET_DBINIT, DBPROP_INIT_TIMEOUT));
 }
 
 // ------------------------------------------------------------------ connect
@@ -191,7 +234,8 @@ TEST_F(ConnectionTest, ConnectCallsTheLoginCallbackAndReleaseGivesEverythingBack
 
     // Connecting again starts over: the old object is let go first.
     ASSERT_TRUE(source.Connect());
-    EXPECT_EQ(dso.initializeCalls, 2);
+    EXPECT_EQ(Provider(CLSID_HDB_SQLOLEDB).Connects(), 2);
+    EXPECT_EQ(Provider(CLSID_HDB_SQLOLEDB).Alive(ObjectKind::dataSource), 1);
     EXPECT_EQ(login.calls, 2);
 
     EXPECT_TRUE(source.Release());
@@ -199,7 +243,7 @@ TEST_F(ConnectionTest, ConnectCallsTheLoginCallbackAndReleaseGivesEverythingBack
     EXPECT_FALSE(source.IsConnected());
     EXPECT_EQ(static_cast<IDBInitialize*>(source), nullptr);
     EXPECT_EQ(static_cast<IMalloc*>(source), nullptr);
-    EXPECT_EQ(dso.references, 0u);
+    EXPECT_EQ(Provider(CLSID_HDB_SQLOLEDB).Alive(ObjectKind::dataSource), 0);
 }
 
 TEST_F(ConnectionTest, AnEmptyDataSourceIsRefusedWithoutAnyChange) {
@@ -210,12 +254,15 @@ TEST_F(ConnectionTest, AnEmptyDataSourceIsRefusedWithoutAnyChange) {
     EXPECT_EQ(std::wstring(source.GetDataSource()), L"kept");
     EXPECT_TRUE(source.GetUser().empty());
     EXPECT_EQ(source.GetProviderCLSID(), CLSID_HDB_SQLOLEDB);
-    EXPECT_TRUE(provider.initializer.requested.empty());
+    EXPECT_EQ(static_cast<IDBInitialize*>(source), nullptr);
+    EXPECT_TRUE(Provider(CLSID_HDB_SQLNCLI11).PropertyCalls().empty());
+    EXPECT_EQ(Provider(CLSID_HDB_SQLNCLI11).Connects(), 0);
 }
 
 TEST_F(ConnectionTest, FailedLoginsAreReportedWithThePasswordMasked) {
-    dso.initializeResult = DB_SEC_E_AUTH_FAILED;
-    dso.initializeRecords = {Record(L"Login failed for user 'sa'.", L"Scripted", L"28000", 18456)};
+    Provider(CLSID_HDB_SQLOLEDB)
+        .FailConnect(hdbscripted::Fault{L"Login failed for user 'sa'.", L"28000", 18456,
+                                        hdbscripted::FaultKind::cannotConnect});
     CDataSource source(CBaseOLEDBClass::eSQLServer);
     Collect(source);
     int logins = 0;
@@ -230,7 +277,8 @@ TEST_F(ConnectionTest, FailedLoginsAreReportedWithThePasswordMasked) {
     ASSERT_EQ(errors.reports.size(), 1u);
     const Report& report = errors.reports[0];
     EXPECT_EQ(report.caption, L"OLE DB Error: Can't connect to database");
-    EXPECT_EQ(report.hr, DB_SEC_E_AUTH_FAILED);
+    // The provider's own code: a failed connect answers E_FAIL.
+    EXPECT_EQ(report.hr, E_FAIL);
     EXPECT_EQ(report.function, L"bool __cdecl CDataSource::Connect(void)");
     EXPECT_NE(report.message.find(L"Login failed for user 'sa'."), std::wstring::npos);
     EXPECT_NE(report.message.find(L"Connection: server User: sa Password: ******** Database: db"),
@@ -241,7 +289,9 @@ TEST_F(ConnectionTest, FailedLoginsAreReportedWithThePasswordMasked) {
     // Through ODBC the report names no database and leaves the provider's
     // records out.
     errors.reports.clear();
-    dso.initializeRecords = {Record(L"Driver manager noise", L"Scripted", L"IM002")};
+    Provider(CLSID_HDB_MSDASQL)
+        .FailConnect(hdbscripted::Fault{L"Driver manager noise", L"IM002", 0,
+                                        hdbscripted::FaultKind::cannotConnect});
     EXPECT_FALSE(source.ConnectODBC(L"dsn", L"user", L"abc", L"db"));
     ASSERT_EQ(errors.reports.size(), 1u);
     const std::wstring& message = errors.reports[0].message;
@@ -253,11 +303,13 @@ TEST_F(ConnectionTest, FailedLoginsAreReportedWithThePasswordMasked) {
 
 TEST_F(ConnectionTest, RefusedPropertiesStopTheConnectBeforeInitialising) {
     // The login set is accepted, the server's own set refused.
-    dso.setPropertiesResults = {S_OK, DB_E_ERRORSOCCURRED};
+    auto& provider = Provider(CLSID_HDB_SQLNCLI11);
+    provider.RefuseProperties(DBPROPSET_SQLSERVERDBINIT);
     CDataSource source(CBaseOLEDBClass::eSQLServerNativeClient11);
     Collect(source);
     EXPECT_FALSE(source.Connect(CLSID_HDB_SQLNCLI11, L"server", L"u", L"pass", L"db"));
-    EXPECT_EQ(dso.initializeCalls, 0);
+    EXPECT_EQ(provider.PropertyCalls().size(), 2u);
+    EXPECT_EQ(provider.Connects(), 0);
     // The state is left as the connect found it midway; a later Release
     // (here: the destructor) must not wait for it.
     EXPECT_EQ(source.GetConnectionState(), CDataSource::eConnecting);
@@ -301,10 +353,11 @@ TEST_F(ConnectionTest, ASecondConnectWaitsForTheFirst) {
     std::promise<void> gate;
     std::shared_future<void> opened = gate.get_future().share();
     std::atomic<int> held{0};
-    dso.beforeInitialize = [&] {
+    auto& provider = Provider(CLSID_HDB_SQLOLEDB);
+    provider.BeforeConnect([&] {
         if (held++ == 0)
             opened.wait();
-    };
+    });
     CDataSource source(CBaseOLEDBClass::eSQLServer);
     source.SetDataSource(L"server");
     source.SetUser(L"u");
@@ -339,6 +392,8 @@ TEST_F(ConnectionTest, ASecondConnectWaitsForTheFirst) {
     EXPECT_TRUE(firstDone.load());
     EXPECT_EQ(source.GetConnectionState(), CDataSource::eConnected);
     EXPECT_TRUE(source.IsConnected());
+    EXPECT_EQ(provider.Connects(), 2);
+    provider.BeforeConnect(nullptr);
 }
 
 TEST_F(ConnectionTest, ReleaseWaitsForRunningExecutions) {

@@ -1,7 +1,6 @@
 // The SQL dialect answers of a data source for every database type, and the
 // static helpers the connecting code uses.
 #include "TestSupport.h"
-#include "ScriptedProvider.h"
 
 #include "haldendb/DataSource.h"
 

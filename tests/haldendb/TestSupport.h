@@ -1,12 +1,18 @@
 // Helpers shared by the library's tests: a report collector for the
 // callbacks, a base object with its protected members opened up, small COM
-// test objects and a guard for the thread's UI language.
+// test objects, a guard for the thread's UI language and one that points the
+// settings library at an empty file for the life of a test.
 #pragma once
 
 #include "haldendb/haldendb.h"
 #include "hdbplatform/ErrorObject.h"
 
 #include <atomic>
+#include <cstdint>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <optional>
 #include <tuple>
 #include <string>
 #include <vector>
@@ -139,5 +145,55 @@ public:
 private:
     LANGID m_previous;
 };
+
+// For the life of the guard: the settings library reads an empty file and no
+// HALDENDB_* variable, so it answers its built-in defaults; `lines` are
+// written to the file first.
+class SettingsIsolation {
+public:
+    explicit SettingsIsolation(const std::string& lines = std::string()) {
+        for (const char* name : Names()) {
+            const char* value = std::getenv(name);
+            m_saved.emplace_back(name, value ? std::optional<std::string>(value) : std::nullopt);
+            unsetenv(name);
+        }
+        m_file = std::filesystem::temp_directory_path() /
+                 ("hdb-settings-" + std::to_string(::getpid()) + "-" +
+                  std::to_string(reinterpret_cast<std::uintptr_t>(this)) + ".ini");
+        std::ofstream(m_file) << lines;
+        setenv("HALDENDB_SETTINGS", m_file.c_str(), 1);
+    }
+    ~SettingsIsolation() {
+        for (const auto& [name, value] : m_saved) {
+            if (value)
+                setenv(name.c_str(), value->c_str(), 1);
+            else
+                unsetenv(name.c_str());
+        }
+        std::error_code ignored;
+        std::filesystem::remove(m_file, ignored);
+    }
+    SettingsIsolation(const SettingsIsolation&) = delete;
+    SettingsIsolation& operator=(const SettingsIsolation&) = delete;
+
+private:
+    static std::vector<const char*> Names() {
+        return {"HALDENDB_SETTINGS", "HALDENDB_DATABASE_TYPE", "HALDENDB_PROVIDER",
+                "HALDENDB_CONNECTION_TIMEOUT"};
+    }
+    std::vector<std::pair<std::string, std::optional<std::string>>> m_saved;
+    std::filesystem::path m_file;
+};
+
+// The reports whose caption is the text of `captionId`.
+inline std::vector<Report> ReportsCaptioned(const ReportCollector& collector,
+                                            unsigned int captionId) {
+    std::vector<Report> found;
+    const std::wstring caption = CMessageTable::TextOrUnknown(captionId);
+    for (const auto& report : collector.reports)
+        if (report.caption == caption)
+            found.push_back(report);
+    return found;
+}
 
 } // namespace hdbtest

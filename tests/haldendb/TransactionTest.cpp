@@ -2,8 +2,9 @@
 // construction) and on the embedded SQLite provider: their outcome seen from
 // a second connection, and a data source that cannot connect.
 #include "TestSupport.h"
-#include "ScriptedProvider.h"
 #include "EmbeddedDatabase.h"
+
+#include "scripted/ScriptedProvider.h"
 
 #include "haldendb/DataSource.h"
 #include "haldendb/TransactionClass.h"
@@ -17,8 +18,7 @@ namespace {
 class TransactionTest : public testing::Test {
 protected:
     void SetUp() override {
-        ASSERT_TRUE(provider.registered);
-        provider.Serve(CLSID_HDB_SQLOLEDB, dso);
+        ASSERT_TRUE(provider.Registered());
         source = std::make_shared<CDataSource>(CBaseOLEDBClass::eSQLServer);
         source->SetCallBackForErrorMessages(&ReportCollector::Collect, &errors);
         source->SetCallBackForSuccessMessages(&ReportCollector::Collect, &successes);
@@ -28,14 +28,12 @@ protected:
     }
     void TearDown() override {
         source.reset();
-        EXPECT_EQ(dso.references, 0u);
-        for (const auto& session : dso.sessions)
-            EXPECT_EQ(session.references, 0u);
+        EXPECT_EQ(provider.Alive(hdbscripted::ObjectKind::dataSource), 0);
+        EXPECT_EQ(provider.Alive(hdbscripted::ObjectKind::session), 0);
     }
 
     SettingsIsolation settings;
-    ScriptedProvider provider;
-    ScriptedDataSource dso;
+    hdbscripted::ScriptedProvider provider{CLSID_HDB_SQLOLEDB};
     ReportCollector errors;
     ReportCollector successes;
     std::shared_ptr<CDataSource> source;
@@ -49,30 +47,32 @@ TEST_F(TransactionTest, OnlyAnExactSuccessCounts) {
     // Connected already: nothing to report.
     EXPECT_TRUE(errors.reports.empty());
     EXPECT_TRUE(successes.reports.empty());
-    ScriptedSession& session = dso.sessions[0];
 
+    // The same sequence twice: answered S_OK it succeeds, so the second time
+    // each call is done and only its answer differs.
     ULONG level = 0;
     EXPECT_TRUE(transaction.StartTransaction(ISOLATIONLEVEL_SERIALIZABLE, 0, nullptr, &level));
-    EXPECT_EQ(session.startedLevel, ISOLATIONLEVEL_SERIALIZABLE);
+    EXPECT_EQ(provider.LastIsolation(), ISOLATIONLEVEL_SERIALIZABLE);
     EXPECT_EQ(level, 1u);
-    EXPECT_TRUE(transaction.CommitTransaction(false, XACTTC_SYNC, 0));
+    EXPECT_TRUE(transaction.CommitTransaction(true, XACTTC_SYNC, 0));
     EXPECT_TRUE(transaction.RollbackTransaction(nullptr, false, false));
 
     // A success code other than S_OK means the provider did not do all that
     // was asked; failures are failures. Neither is reported.
-    session.startResult = S_FALSE;
-    session.commitResult = XACT_S_SOMENORETAIN;
-    session.abortResult = XACT_S_ASYNC;
+    provider.StartAnswers(S_FALSE);
+    provider.CommitAnswers(XACT_S_SOMENORETAIN);
+    provider.AbortAnswers(XACT_S_ASYNC);
     EXPECT_FALSE(transaction.StartTransaction(ISOLATIONLEVEL_READCOMMITTED, 0, nullptr, &level));
+    EXPECT_EQ(provider.LastIsolation(), ISOLATIONLEVEL_READCOMMITTED);
     EXPECT_FALSE(transaction.CommitTransaction(true, XACTTC_SYNC, 0));
-    EXPECT_FALSE(transaction.RollbackTransaction(nullptr, false, true));
-    session.commitResult = XACT_E_COMMITFAILED;
-    session.abortResult = XACT_E_NOTRANSACTION;
+    EXPECT_FALSE(transaction.RollbackTransaction(nullptr, false, false));
+    provider.CommitAnswers(XACT_E_COMMITFAILED);
+    provider.AbortAnswers(XACT_E_NOTRANSACTION);
     EXPECT_FALSE(transaction.CommitTransaction(false, XACTTC_SYNC, 0));
     EXPECT_FALSE(transaction.RollbackTransaction(nullptr, false, false));
-    EXPECT_EQ(session.starts, 2);
-    EXPECT_EQ(session.commits, 3);
-    EXPECT_EQ(session.aborts, 3);
+    EXPECT_EQ(provider.Starts(), 2);
+    EXPECT_EQ(provider.Commits(), 3);
+    EXPECT_EQ(provider.Aborts(), 3);
     EXPECT_TRUE(errors.reports.empty());
 }
 

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <condition_variable>
 #include <mutex>
 #include <new>
@@ -46,6 +47,8 @@ struct State {
 
     std::optional<Fault> connectFault;
     int connects = 0;
+    std::function<void()> beforeConnect;
+    std::vector<GUID> refusedSets;
     std::vector<PropertyCall> propertyCalls;
 
     std::vector<std::shared_ptr<Rule>> rules;
@@ -60,6 +63,7 @@ struct State {
 
     std::array<ULONG, 4> hold{};
     std::vector<IUnknown*> held;
+    std::array<std::atomic<int>, 4> alive{};
 
     // The rule answering text, or null.
     std::shared_ptr<Rule> RuleFor(const std::wstring& text) const {
@@ -67,6 +71,10 @@ struct State {
             if (text.find(rule->piece) != std::wstring::npos)
                 return rule;
         return nullptr;
+    }
+
+    bool Refuses(const GUID& set) const {
+        return std::find(refusedSets.begin(), refusedSets.end(), set) != refusedSets.end();
     }
 
     // Takes `hold` references of a new object of the given kind.
@@ -331,6 +339,22 @@ private:
 
 // ------------------------------------------------------------ OLE DB objects
 
+// Counts an object of one kind as alive for its own life.
+class AliveCount {
+public:
+    AliveCount(std::shared_ptr<State> state, ObjectKind kind)
+        : m_state(std::move(state)), m_kind(static_cast<size_t>(kind)) {
+        ++m_state->alive[m_kind];
+    }
+    ~AliveCount() { --m_state->alive[m_kind]; }
+    AliveCount(const AliveCount&) = delete;
+    AliveCount& operator=(const AliveCount&) = delete;
+
+private:
+    std::shared_ptr<State> m_state;
+    size_t m_kind;
+};
+
 // A transaction call as scripted: S_OK lets the core do the plain operation,
 // a failure is answered with its record without doing anything, another
 // success code replaces the core's S_OK.
@@ -348,7 +372,8 @@ HRESULT Answered(const detail::Answer& answer, const core::ErrorSource& source, 
 class ScriptedCommand final : public core::Command {
 public:
     ScriptedCommand(core::Session* session, std::shared_ptr<State> state)
-        : Command(session), m_state(std::move(state)), m_session(session) {}
+        : Command(session), m_state(std::move(state)), m_alive(m_state, ObjectKind::command),
+          m_session(session) {}
 
     HRESULT STDMETHODCALLTYPE Cancel() override {
         HRESULT answer;
@@ -373,6 +398,7 @@ public:
 
 private:
     std::shared_ptr<State> m_state;
+    AliveCount m_alive;
     core::Session* m_session; // the base holds the reference
 };
 
@@ -380,7 +406,8 @@ class ScriptedSession final : public core::Session {
 public:
     ScriptedSession(core::DataSource* dataSource, std::unique_ptr<backend::Connection> connection,
                     std::shared_ptr<State> state)
-        : Session(dataSource, std::move(connection)), m_state(std::move(state)) {}
+        : Session(dataSource, std::move(connection)), m_state(std::move(state)),
+          m_alive(m_state, ObjectKind::session) {}
 
     HRESULT STDMETHODCALLTYPE CreateCommand(IUnknown* outer, REFIID riid,
                                             IUnknown** command) override {
@@ -439,6 +466,7 @@ public:
 
 private:
     std::shared_ptr<State> m_state;
+    AliveCount m_alive;
 };
 
 bool CoreKnowsSet(const GUID& set) {
@@ -449,13 +477,20 @@ bool CoreKnowsSet(const GUID& set) {
 class ScriptedDataSource final : public core::DataSource {
 public:
     explicit ScriptedDataSource(std::shared_ptr<State> state)
-        : DataSource(std::make_shared<ScriptedBackend>(state)), m_state(std::move(state)) {}
+        : DataSource(std::make_shared<ScriptedBackend>(state)), m_state(std::move(state)),
+          m_alive(m_state, ObjectKind::dataSource) {}
 
     HRESULT STDMETHODCALLTYPE Initialize() override {
+        std::function<void()> hook;
         {
             std::lock_guard lock(m_state->mutex);
             ++m_state->connects;
+            hook = m_state->beforeConnect;
         }
+        // Outside the lock: the hook may wait for the test, which reads the
+        // script meanwhile.
+        if (hook)
+            hook();
         return DataSource::Initialize();
     }
 
@@ -468,23 +503,24 @@ public:
             return hr;
         size_t good = 0, bad = 0;
         PropertyCall call;
+        std::lock_guard lock(m_state->mutex);
         for (ULONG s = 0; s < cSets; ++s) {
             ReceivedSet received;
             received.set = sets[s].guidPropertySet;
+            const bool refused = m_state->Refuses(sets[s].guidPropertySet);
             for (ULONG p = 0; p < sets[s].cProperties; ++p) {
                 DBPROP& property = sets[s].rgProperties[p];
-                if (!CoreKnowsSet(sets[s].guidPropertySet) &&
-                    property.dwStatus == DBPROPSTATUS_NOTSUPPORTED)
+                if (refused)
+                    property.dwStatus = DBPROPSTATUS_NOTSUPPORTED;
+                else if (!CoreKnowsSet(sets[s].guidPropertySet) &&
+                         property.dwStatus == DBPROPSTATUS_NOTSUPPORTED)
                     property.dwStatus = DBPROPSTATUS_OK;
                 (property.dwStatus == DBPROPSTATUS_OK ? good : bad) += 1;
                 received.properties.push_back(Received(property));
             }
             call.push_back(std::move(received));
         }
-        {
-            std::lock_guard lock(m_state->mutex);
-            m_state->propertyCalls.push_back(std::move(call));
-        }
+        m_state->propertyCalls.push_back(std::move(call));
         if (bad == 0)
             return S_OK;
         return good == 0 ? DB_E_ERRORSOCCURRED : DB_S_ERRORSOCCURRED;
@@ -535,6 +571,7 @@ private:
     }
 
     std::shared_ptr<State> m_state;
+    AliveCount m_alive;
 };
 
 // The class object registered for the provider's class id.
@@ -686,6 +723,17 @@ HRESULT ScriptedProvider::NewDataSource(REFIID riid, void** object) const {
     return CoCreateInstance(m_classId, nullptr, CLSCTX_INPROC_SERVER, riid, object);
 }
 
+void ScriptedProvider::BeforeConnect(std::function<void()> hook) {
+    std::lock_guard lock(m_state->mutex);
+    m_state->beforeConnect = std::move(hook);
+}
+
+void ScriptedProvider::RefuseProperties(const GUID& set) {
+    std::lock_guard lock(m_state->mutex);
+    if (!m_state->Refuses(set))
+        m_state->refusedSets.push_back(set);
+}
+
 void ScriptedProvider::FailConnect(std::optional<Fault> fault) {
     std::lock_guard lock(m_state->mutex);
     m_state->connectFault = std::move(fault);
@@ -785,6 +833,10 @@ size_t ScriptedProvider::DropHeldReferences() {
     for (IUnknown* object : held)
         object->Release();
     return held.size();
+}
+
+int ScriptedProvider::Alive(ObjectKind kind) const {
+    return m_state->alive[static_cast<size_t>(kind)];
 }
 
 } // namespace hdbscripted

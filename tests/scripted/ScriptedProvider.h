@@ -18,6 +18,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -155,6 +156,13 @@ public:
     void FailConnect(std::optional<Fault> fault);
     // Initialize calls, failed ones included.
     int Connects() const;
+    // hook runs at the start of every Initialize, before the connect is
+    // tried, on the connecting thread (so a test can hold a connect midway);
+    // an empty function removes it.
+    void BeforeConnect(std::function<void()> hook);
+    // SetProperties refuses every property of the set (status
+    // DBPROPSTATUS_NOTSUPPORTED); the refusal is recorded as received.
+    void RefuseProperties(const GUID& set);
     // Every SetProperties call received by a data source of this provider,
     // oldest first. Properties of sets the provider core does not know
     // (a server's own initialisation set, say) are accepted and recorded.
@@ -192,6 +200,10 @@ public:
     void HoldReferences(ObjectKind kind, ULONG extra);
     // Drops the references held so far; answers how many there were.
     size_t DropHeldReferences();
+    // Data sources, sessions or commands of this provider not yet destroyed
+    // (rowsets are the provider core's own and are not counted: always 0).
+    // A consumer that let go of everything leaves 0 of each.
+    int Alive(ObjectKind kind) const;
 
 private:
     std::shared_ptr<detail::State> m_state;
