@@ -6,9 +6,13 @@
 
 #include "StringConversion.h"
 
+#include <atomic>
+#include <chrono>
+#include <csignal>
 #include <fstream>
 #include <iostream>
 #include <sstream>
+#include <thread>
 
 namespace {
 
@@ -26,6 +30,16 @@ bool IsQuit(const std::string& line) {
     const std::string word = line.substr(first, last - first + 1);
     return word == "\\q" || word == "quit" || word == "exit";
 }
+
+// Set by Ctrl-C while a terminal session runs a statement.
+std::atomic<bool> g_interrupted{false};
+
+extern "C" void OnInterrupt(int) {
+    g_interrupted.store(true);
+}
+
+// How often a running statement looks whether Ctrl-C was pressed.
+constexpr auto InterruptPolling = std::chrono::milliseconds(50);
 
 } // namespace
 
@@ -77,7 +91,8 @@ void CShell::PrintRows(CRowSet& rowset) {
     std::unique_ptr<CResultPrinter> printer = MakePrinter();
     printer->Begin(columns);
     std::vector<CValueReader::Value> values(columns.size());
-    while (rowset.FetchNext()) {
+    // Ctrl-C also ends the printing of a long result.
+    while (!(m_cancelOnInterrupt && g_interrupted.load()) && rowset.FetchNext()) {
         for (size_t i = 0; i < values.size(); ++i)
             values[i] = reader.Read(i);
         printer->Row(values);
@@ -99,17 +114,39 @@ void CShell::PrintCount(LONGLONG rows) {
     std::fflush(out);
 }
 
+void CShell::SetCancelOnInterrupt(bool enable) {
+    struct sigaction action {};
+    action.sa_handler = enable ? &OnInterrupt : SIG_DFL;
+    sigemptyset(&action.sa_mask);
+    sigaction(SIGINT, &action, nullptr);
+    m_cancelOnInterrupt = enable;
+}
+
 bool CShell::Run(const std::string& sql) {
     int reconnected = 0;
     auto command = std::make_shared<CExtCommandClass>(m_source, reconnected);
     command->SetCommand(Wide(sql));
+    std::shared_ptr<CCommandClass::CancelLongRunningQuery> cancel;
+    if (m_cancelOnInterrupt) {
+        g_interrupted.store(false);
+        cancel = std::make_shared<CCommandClass::CancelLongRunningQuery>(
+            [](CCommandClass::CancelLongRunningQuery&) {
+                std::this_thread::sleep_for(InterruptPolling);
+                return g_interrupted.load();
+            });
+        command->SetPtrCancelLongRunningQuery(cancel);
+    }
     // Executed as a query, a statement hands back a rowset exactly when it
     // produces rows; the provider decides, not the statement's first word.
     IRowset* rowset = nullptr;
     LONGLONG affected = -1;
     const int errorsBefore = m_reporter.ErrorCount();
-    if (!command->Execute(&rowset, CCommandClass::eSelect, &affected))
+    if (!command->Execute(&rowset, CCommandClass::eSelect, &affected)) {
+        if (cancel && cancel->GetOutcome() == CCommandClass::CancelLongRunningQuery::eCanceled)
+            m_reporter.Write(CTexts::Get(CTexts::Id::ProgramError),
+                             CTexts::Get(CTexts::Id::Canceled));
         return false;
+    }
     if (rowset == nullptr) {
         PrintCount(affected);
         return true;
@@ -181,6 +218,7 @@ bool CShell::RunInteractive() {
     CLineEditor editor;
     CStatementSplitter splitter;
     bool ok = true;
+    SetCancelOnInterrupt(true);
     // The lines of the statement being typed: recalled later as one entry.
     std::string typed;
     for (;;) {

@@ -35,6 +35,10 @@ public:
     // Reads statements from the terminal until the input ends.
     bool RunInteractive();
 
+    // While set, Ctrl-C cancels the running statement instead of ending the
+    // program (terminal sessions).
+    void SetCancelOnInterrupt(bool enable);
+
 private:
     CBaseOLEDBClass::enumSQLDatabaseType DatabaseType() const;
     std::unique_ptr<CResultPrinter> MakePrinter() const;
@@ -44,4 +48,5 @@ private:
     const COptions& m_options;
     CReporter& m_reporter;
     std::shared_ptr<CDataSource> m_source;
+    bool m_cancelOnInterrupt = false;
 };

@@ -23,6 +23,7 @@ constexpr Entry kTexts[] = {
     {CTexts::Id::CannotOpenFile, "Cannot open file '%s'", "Kann die Datei '%s' nicht öffnen"},
     {CTexts::Id::Unterminated, "The input ended inside a statement; it was run as it stands.",
      "Die Eingabe endete mitten in einer Anweisung; sie wurde so ausgeführt."},
+    {CTexts::Id::Canceled, "The statement was cancelled.", "Die Anweisung wurde abgebrochen."},
     {CTexts::Id::Catalogs, "Databases", "Datenbanken"},
 };
 

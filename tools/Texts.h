@@ -20,6 +20,7 @@ public:
         CannotOpenFile, // "Cannot open file '%s'"
         Unterminated,   // the input ended inside a statement
         Catalogs,       // header of --catalogs
+        Canceled,       // a statement stopped by Ctrl-C
     };
 
     // German when the calling thread's user-interface language is German.

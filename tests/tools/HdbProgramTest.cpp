@@ -284,3 +284,15 @@ TEST(HdbInput, ATerminalSessionRunsStatementsAndRecallsThem) {
     EXPECT_TRUE(Contains(shown, "hdb-> ")) << shown;
     EXPECT_TRUE(Contains(shown, "\nt\nxab\n")) << shown;
 }
+
+TEST(HdbInput, CtrlCCancelsTheRunningStatementAndTheSessionGoesOn) {
+    ProgramRunner hdb;
+    const Outcome run = hdb.RunOnTerminal(
+        {"--csv"}, {"WITH RECURSIVE c(x) AS (SELECT 1 UNION ALL SELECT x + 1 FROM c) "
+                    "SELECT count(*) AS n FROM c WHERE x < 0;\r",
+                    "", "", "\x03", "SELECT 'still here' AS v;\r", "\x04"});
+    // The cancelled statement counts as failed; the program was not killed.
+    EXPECT_EQ(run.exitStatus, 1) << run.out;
+    EXPECT_TRUE(Contains(run.out, "The statement was cancelled.")) << run.out;
+    EXPECT_TRUE(Contains(run.out, "still here\r")) << run.out;
+}
