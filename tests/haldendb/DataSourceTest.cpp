@@ -27,6 +27,7 @@ namespace {
 class OpenDataSource : public CDataSource {
 public:
     using CDataSource::CDataSource;
+    using CDataSource::isPooledConnection;
     using CDataSource::SetMultipleConnectionProperty;
 };
 
@@ -417,6 +418,41 @@ TEST_F(ConnectionTest, ReleaseWaitsForRunningExecutions) {
     EXPECT_EQ(source.GetConnectionState(), CDataSource::eReleased);
 }
 
+// ------------------------------------------------------------------ provider answers
+
+TEST_F(ConnectionTest, PoolingAndStructuredStorageFollowWhatTheProviderAnswers) {
+    auto& provider = Provider(CLSID_HDB_SQLOLEDB);
+    OpenDataSource source(CBaseOLEDBClass::eSQLServer);
+    Collect(source);
+    ASSERT_TRUE(source.Connect(CLSID_HDB_SQLOLEDB, L"server", L"u", L"p", L"db"));
+
+    // Only services without resource pooling turn it off; no services (0)
+    // and an absent value leave the provider's default, which pools.
+    const struct {
+        std::optional<LONG> services;
+        bool pooled;
+    } services[] = {
+        {0, true},
+        {std::nullopt, true},
+        {DBPROPVAL_OS_RESOURCEPOOLING, true},
+        {DBPROPVAL_OS_ENABLEALL, true},
+        {DBPROPVAL_OS_ENABLEALL & ~DBPROPVAL_OS_RESOURCEPOOLING, false},
+        {DBPROPVAL_OS_TXNENLISTMENT | DBPROPVAL_OS_CLIENTCURSOR, false},
+    };
+    for (const auto& test : services) {
+        provider.AnswerProperty(DBPROPSET_DBINIT, DBPROP_INIT_OLEDBSERVICES, test.services);
+        EXPECT_EQ(source.isPooledConnection(), test.pooled) << test.services.value_or(-2);
+    }
+
+    const LONG storages[] = {0, DBPROPVAL_SS_ISEQUENTIALSTREAM | DBPROPVAL_SS_ILOCKBYTES,
+                             DBPROPVAL_SS_ISTORAGE};
+    for (const LONG storage : storages) {
+        provider.AnswerProperty(DBPROPSET_DATASOURCEINFO, DBPROP_STRUCTUREDSTORAGE, storage);
+        EXPECT_EQ(source.GetStructuredStorageProperty(), static_cast<DWORD>(storage));
+    }
+    EXPECT_TRUE(errors.reports.empty());
+}
+
 // ------------------------------------------------------------------ embedded
 
 class EmbeddedDataSourceTest : public testing::Test {
@@ -521,6 +557,26 @@ TEST_F(EmbeddedDataSourceTest, ServerOnlyPropertiesAreRefusedQuietly) {
     EXPECT_FALSE(source.IsFastLoadEnabled());
     EXPECT_TRUE(errors.reports.empty());
     EXPECT_TRUE(source.SetMultipleConnectionProperty(true));
+    EXPECT_TRUE(errors.reports.empty());
+}
+
+TEST_F(EmbeddedDataSourceTest, PoolingAndStructuredStorageAsTheEmbeddedProviderAnswers) {
+    OpenDataSource source;
+    Collect(source);
+    // Before a connect there is no object to ask: the default (pooled) is
+    // assumed and the call is reported; no storage flags are known.
+    EXPECT_TRUE(source.isPooledConnection());
+    ASSERT_EQ(errors.reports.size(), 1u);
+    EXPECT_EQ(errors.reports[0].hr, E_UNEXPECTED);
+    EXPECT_EQ(errors.reports[0].function, L"bool __cdecl CDataSource::isPooledConnection(void)");
+    EXPECT_EQ(source.GetStructuredStorageProperty(), 0u);
+
+    errors.reports.clear();
+    ASSERT_TRUE(source.Connect(CLSID_HDB_EMBEDDED, folder.File("services.db"), L"", L"", L""));
+    EXPECT_TRUE(source.isPooledConnection());
+    // Long values are read as sequential streams.
+    EXPECT_EQ(source.GetStructuredStorageProperty(),
+              static_cast<DWORD>(DBPROPVAL_SS_ISEQUENTIALSTREAM));
     EXPECT_TRUE(errors.reports.empty());
 }
 

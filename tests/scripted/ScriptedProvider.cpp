@@ -49,6 +49,12 @@ struct State {
     int connects = 0;
     std::function<void()> beforeConnect;
     std::vector<GUID> refusedSets;
+    struct PropertyAnswer {
+        GUID set;
+        DBPROPID id;
+        std::optional<LONG> value;
+    };
+    std::vector<PropertyAnswer> propertyAnswers;
     std::vector<PropertyCall> propertyCalls;
 
     std::vector<std::shared_ptr<Rule>> rules;
@@ -75,6 +81,13 @@ struct State {
 
     bool Refuses(const GUID& set) const {
         return std::find(refusedSets.begin(), refusedSets.end(), set) != refusedSets.end();
+    }
+
+    const PropertyAnswer* AnswerFor(const GUID& set, DBPROPID id) const {
+        for (const auto& answer : propertyAnswers)
+            if (answer.set == set && answer.id == id)
+                return &answer;
+        return nullptr;
     }
 
     // Takes `hold` references of a new object of the given kind.
@@ -526,6 +539,28 @@ public:
         return good == 0 ? DB_E_ERRORSOCCURRED : DB_S_ERRORSOCCURRED;
     }
 
+    HRESULT STDMETHODCALLTYPE GetProperties(ULONG cIdSets, const DBPROPIDSET idSets[], ULONG* cSets,
+                                            DBPROPSET** sets) override {
+        const HRESULT hr = DataSource::GetProperties(cIdSets, idSets, cSets, sets);
+        if (FAILED(hr) || cSets == nullptr || sets == nullptr || *sets == nullptr)
+            return hr;
+        std::lock_guard lock(m_state->mutex);
+        for (ULONG s = 0; s < *cSets; ++s) {
+            DBPROPSET& set = (*sets)[s];
+            for (ULONG p = 0; p < set.cProperties; ++p) {
+                DBPROP& property = set.rgProperties[p];
+                const auto* answer = m_state->AnswerFor(set.guidPropertySet, property.dwPropertyID);
+                if (answer == nullptr || property.dwStatus != DBPROPSTATUS_OK)
+                    continue;
+                VariantClear(&property.vValue);
+                property.vValue.lVal = answer->value.value_or(0);
+                if (answer->value)
+                    property.vValue.vt = VT_I4;
+            }
+        }
+        return hr;
+    }
+
     HRESULT STDMETHODCALLTYPE CreateSession(IUnknown* outer, REFIID riid,
                                             IUnknown** session) override {
         core::ClearError();
@@ -757,6 +792,16 @@ std::optional<ReceivedProperty> ScriptedProvider::LastSet(const GUID& set, DBPRO
                 if (const ReceivedProperty* found = received->Find(id))
                     return *found;
     return std::nullopt;
+}
+
+void ScriptedProvider::AnswerProperty(const GUID& set, DBPROPID id, std::optional<LONG> value) {
+    std::lock_guard lock(m_state->mutex);
+    for (auto& answer : m_state->propertyAnswers)
+        if (answer.set == set && answer.id == id) {
+            answer.value = value;
+            return;
+        }
+    m_state->propertyAnswers.push_back({set, id, value});
 }
 
 StatementRule ScriptedProvider::OnStatement(const std::wstring& piece) {

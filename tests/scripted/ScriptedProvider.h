@@ -169,6 +169,10 @@ public:
     std::vector<PropertyCall> PropertyCalls() const;
     // The value a property was last set to, over all calls and data sources.
     std::optional<ReceivedProperty> LastSet(const GUID& set, DBPROPID id) const;
+    // IDBProperties::GetProperties of a data source answers this number for
+    // the property (nothing: VT_EMPTY) in place of the provider core's value,
+    // for values a consumer must cope with that the core never holds.
+    void AnswerProperty(const GUID& set, DBPROPID id, std::optional<LONG> value);
 
     // ---- statements
     StatementRule OnStatement(const std::wstring& piece);
