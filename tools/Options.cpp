@@ -207,7 +207,8 @@ it opens the embedded SQLite database haldendb.db in the working directory.
 SQL comes from -c texts and from files, in the order given ("-" is standard
 input); with neither, from standard input, read interactively when it is a
 terminal (statements end with ';', the arrow keys recall earlier statements,
-Ctrl-D, \q, quit or exit at the prompt end the session).
+Ctrl-C cancels a running statement, Ctrl-D, \q, quit or exit at the prompt
+end the session).
 
 Connection:
   -p, --provider NAME       embedded (default), odbc or sqlserver
