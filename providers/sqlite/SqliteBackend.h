@@ -5,7 +5,10 @@
 #include <sqlite3.h>
 
 #include <atomic>
+#include <memory>
+#include <mutex>
 #include <string>
+#include <vector>
 
 #include "core/Backend.h"
 
@@ -64,6 +67,25 @@ bool ParseNumeric(const char* text, size_t n, BYTE precision, BYTE scale, DB_NUM
 bool NumericFromDouble(double v, BYTE precision, BYTE scale, DB_NUMERIC& out);
 bool NumericFromInteger(LONGLONG v, BYTE precision, BYTE scale, DB_NUMERIC& out);
 
+// A database attached to a connection: its schema name, what ATTACH is
+// given to open it again elsewhere, and the file PRAGMA database_list shows
+// for it (empty for an in-memory one).
+struct Attachment {
+    std::string name;
+    std::string source;
+    std::string file;
+};
+
+// What all the connections of one data source share: the databases any of
+// them attached and has not detached since, in the order of attaching. The
+// generation grows with every change, so that a connection can tell
+// cheaply whether it is behind.
+struct SharedAttachments {
+    std::mutex lock;
+    std::vector<Attachment> list;
+    std::atomic<unsigned long> generation{0};
+};
+
 class SqliteConnection final : public backend::Connection {
 public:
     ~SqliteConnection() override;
@@ -88,9 +110,29 @@ public:
     void Running(bool running);
     bool Cancel();
 
+    // Attachments belong to the data source, not to the session that made
+    // them. SyncAttachments brings this connection's attached databases in
+    // line with the data source's list (before a statement is compiled or
+    // run, and before the catalogs are listed). What SQLite refuses for the
+    // moment (detaching a database that a cursor or transaction of this
+    // connection holds) is tried again next time.
+    void SyncAttachments();
+    // Whether ATTACH or DETACH was compiled on this connection since the
+    // last call; clears the mark.
+    bool TakeAttachMark() { return m_attachCompiled.exchange(false); }
+    // After a statement that attached or detached: hands the change on to
+    // the data source's list.
+    void PublishAttachments();
+
 private:
     bool OpenPath(const std::string& path, int flags, backend::Diagnostics& diag);
     static int Progress(void* self);
+    static int Authorize(void* self, int action, const char*, const char*, const char*,
+                         const char*);
+    bool ListAttached(std::vector<Attachment>& attached);
+    bool Attach(const std::string& source, const std::string& name);
+    bool Detach(const std::string& name);
+    bool ShareInMemory(Attachment& attachment);
 
     sqlite3* m_db = nullptr;
     std::string m_path; // what sqlite3_open_v2 was given
@@ -99,6 +141,12 @@ private:
     int m_busyMs = 5000;
     std::atomic<bool> m_running{false};
     std::atomic<bool> m_cancel{false};
+
+    std::shared_ptr<SharedAttachments> m_shared;
+    std::mutex m_attachLock;         // guards the two below
+    std::vector<Attachment> m_known; // this connection's attachments, last seen
+    unsigned long m_syncedGeneration = 0;
+    std::atomic<bool> m_attachCompiled{false};
 };
 
 } // namespace hdb::sqlite

@@ -40,8 +40,12 @@ bool SqliteStatement::Prepare(const std::wstring& text, backend::Diagnostics& di
     std::string sql = ToUtf8(text);
     const char* tail = nullptr;
     sqlite3* db = m_connection.Handle();
+    // Names attached by other sessions must resolve while compiling.
+    m_connection.SyncAttachments();
+    m_connection.TakeAttachMark();
     int rc = sqlite3_prepare_v3(db, sql.c_str(), static_cast<int>(sql.size()),
                                 SQLITE_PREPARE_PERSISTENT, &m_stmt, &tail);
+    m_attaches = m_connection.TakeAttachMark();
     if (rc != SQLITE_OK) {
         diag.push_back(MakeDiagnostic(db, rc, true));
         m_stmt = nullptr;
@@ -182,6 +186,17 @@ bool SqliteStatement::Bind(const backend::RowBuffer& set, backend::Diagnostics& 
 }
 
 bool SqliteStatement::Execute(DBROWCOUNT& rowsAffected, bool& hasRows, backend::Diagnostics& diag) {
+    m_connection.SyncAttachments();
+    m_connection.TakeAttachMark();
+    const bool ok = Run(rowsAffected, hasRows, diag);
+    // The statements after the first, or a recompiled first one, may attach
+    // too; and a failing text may have attached something before it failed.
+    if (m_connection.TakeAttachMark() || m_attaches)
+        m_connection.PublishAttachments();
+    return ok;
+}
+
+bool SqliteStatement::Run(DBROWCOUNT& rowsAffected, bool& hasRows, backend::Diagnostics& diag) {
     rowsAffected = DB_COUNTUNAVAILABLE;
     hasRows = false;
     m_pending = false;

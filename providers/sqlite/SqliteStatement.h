@@ -28,6 +28,7 @@ public:
     bool Cancel() override;
 
 private:
+    bool Run(DBROWCOUNT& rowsAffected, bool& hasRows, backend::Diagnostics& diag);
     bool Bind(const backend::RowBuffer& set, backend::Diagnostics& diag);
     void ReadRow(backend::RowBuffer& row);
     void Describe(std::vector<backend::ColumnInfo>& columns, bool fromValues);
@@ -40,6 +41,7 @@ private:
     size_t m_setCount = 0;
     bool m_pending = false; // a stepped row not yet handed out
     bool m_done = true;
+    bool m_attaches = false; // the prepared statement attaches or detaches
 };
 
 } // namespace hdb::sqlite
