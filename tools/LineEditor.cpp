@@ -7,6 +7,7 @@
 #include <iostream>
 
 #include <fcntl.h>
+#include <sys/ioctl.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -47,13 +48,21 @@ std::string Encode(const std::u32string& text) {
     return hdbtext::Utf8FromWide(std::wstring(text.begin(), text.end()));
 }
 
-size_t Width(const std::u32string& text, size_t count) {
+// Terminal columns of text[from, to).
+size_t Width(const std::u32string& text, size_t from, size_t to) {
     size_t width = 0;
-    for (size_t i = 0; i < count && i < text.size(); ++i) {
+    for (size_t i = from; i < to && i < text.size(); ++i) {
         const int w = ::wcwidth(static_cast<wchar_t>(text[i]));
         width += w < 0 ? 1 : w;
     }
     return width;
+}
+
+size_t TerminalColumns() {
+    winsize size{};
+    if (::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0)
+        return size.ws_col;
+    return 80;
 }
 
 bool ReadByte(int fd, unsigned char& byte) {
@@ -90,10 +99,22 @@ void CLineEditor::AddHistory(const std::string& entry) {
         m_history.push_back(entry);
 }
 
+// The line is redrawn on one terminal row: a line longer than the row shows
+// the part around the cursor, so that the display never wraps.
 void CLineEditor::Redraw(const std::string& prompt, const std::u32string& line,
                          size_t cursor) const {
-    std::string text = "\r" + prompt + Encode(line) + "\x1b[K";
-    const size_t behind = Width(line, line.size()) - Width(line, cursor);
+    const std::u32string promptText = Decode(prompt);
+    const size_t promptWidth = Width(promptText, 0, promptText.size());
+    const size_t columns = TerminalColumns();
+    const size_t room = columns > promptWidth + 2 ? columns - promptWidth - 1 : 1;
+    size_t first = 0;
+    while (first < cursor && Width(line, first, cursor) >= room)
+        ++first;
+    size_t last = first;
+    while (last < line.size() && Width(line, first, last + 1) <= room)
+        ++last;
+    std::string text = "\r" + prompt + Encode(line.substr(first, last - first)) + "\x1b[K";
+    const size_t behind = Width(line, first, last) - Width(line, first, cursor);
     if (behind > 0)
         text += "\x1b[" + std::to_string(behind) + "D";
     Out(text);
