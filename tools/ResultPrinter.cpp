@@ -95,6 +95,8 @@ std::wstring CTablePrinter::Shown(const CValueReader::Value& value, int width) {
 void CTablePrinter::Begin(const std::vector<Column>& columns) {
     m_columns = columns;
     m_rows.clear();
+    m_widths.clear();
+    m_rowCount = 0;
 }
 
 void CTablePrinter::Row(const std::vector<CValueReader::Value>& values) {
@@ -103,47 +105,56 @@ void CTablePrinter::Row(const std::vector<CValueReader::Value>& values) {
     for (const auto& value : values)
         shown.push_back(Shown(value, m_valueWidth));
     m_rows.push_back(std::move(shown));
+    ++m_rowCount;
+    if (m_rows.size() >= RowsPerBatch)
+        Flush();
+}
+
+void CTablePrinter::Line(const std::vector<std::wstring>& cells, bool header) {
+    std::wstring text;
+    for (size_t i = 0; i < m_widths.size(); ++i) {
+        const std::wstring& cell = i < cells.size() ? cells[i] : std::wstring();
+        const size_t width = DisplayWidth(cell);
+        const std::wstring pad(m_widths[i] > width ? m_widths[i] - width : 0, L' ');
+        text += i == 0 ? L" " : L" | ";
+        const bool right = !header && m_columns[i].numeric && cell != NullText;
+        text += right ? pad + cell : (i + 1 < m_widths.size() ? cell + pad : cell);
+    }
+    Write(text + L"\n");
+}
+
+// The first batch decides the column widths and brings the header; later
+// batches keep those widths (a wider value pushes only its own line out).
+void CTablePrinter::Flush() {
+    if (m_widths.empty()) {
+        std::vector<std::wstring> names;
+        for (const auto& column : m_columns) {
+            names.push_back(Escaped(column.name));
+            m_widths.push_back(DisplayWidth(names.back()));
+        }
+        for (const auto& row : m_rows)
+            for (size_t i = 0; i < row.size() && i < m_widths.size(); ++i)
+                m_widths[i] = std::max(m_widths[i], DisplayWidth(row[i]));
+        Line(names, true);
+        std::wstring rule;
+        for (size_t i = 0; i < m_widths.size(); ++i)
+            rule += (i == 0 ? L"" : L"+") + std::wstring(m_widths[i] + 2, L'-');
+        Write(rule + L"\n");
+    }
+    for (const auto& row : m_rows)
+        Line(row, false);
+    m_rows.clear();
 }
 
 void CTablePrinter::End() {
-    std::vector<size_t> widths;
-    for (const auto& column : m_columns)
-        widths.push_back(DisplayWidth(Escaped(column.name)));
-    for (const auto& row : m_rows)
-        for (size_t i = 0; i < row.size() && i < widths.size(); ++i)
-            widths[i] = std::max(widths[i], DisplayWidth(row[i]));
-
-    const auto line = [&](const std::vector<std::wstring>& cells, bool header) {
-        std::wstring text;
-        for (size_t i = 0; i < widths.size(); ++i) {
-            const std::wstring& cell = i < cells.size() ? cells[i] : std::wstring();
-            const std::wstring pad(widths[i] - DisplayWidth(cell), L' ');
-            text += i == 0 ? L" " : L" | ";
-            const bool right = !header && m_columns[i].numeric && cell != NullText;
-            text += right ? pad + cell : (i + 1 < widths.size() ? cell + pad : cell);
-        }
-        Write(text + L"\n");
-    };
-
-    std::vector<std::wstring> names;
-    for (const auto& column : m_columns)
-        names.push_back(Escaped(column.name));
-    line(names, true);
-    std::wstring rule;
-    for (size_t i = 0; i < widths.size(); ++i)
-        rule += (i == 0 ? L"" : L"+") + std::wstring(widths[i] + 2, L'-');
-    Write(rule + L"\n");
-    for (const auto& row : m_rows)
-        line(row, false);
+    Flush();
     if (m_showCount) {
         const std::string count =
-            m_rows.size() == 1
-                ? CTexts::Get(CTexts::Id::OneRow)
-                : CTexts::Format(CTexts::Id::RowCount, std::to_string(m_rows.size()));
+            m_rowCount == 1 ? CTexts::Get(CTexts::Id::OneRow)
+                            : CTexts::Format(CTexts::Id::RowCount, std::to_string(m_rowCount));
         Write(Widen(count.c_str()) + L"\n");
     }
     Write(L"\n");
-    m_rows.clear();
 }
 
 // ---------------------------------------------------------------- CSV

@@ -50,9 +50,19 @@ public:
     // escapes, cut to `width` columns with its full length stated.
     static std::wstring Shown(const CValueReader::Value& value, int width);
 
+    // Rows kept before they are printed: enough to align the columns, few
+    // enough that a large result does not fill the memory.
+    static constexpr size_t RowsPerBatch = 1000;
+
 private:
+    void Flush();
+    void Line(const std::vector<std::wstring>& cells, bool header);
+
     std::vector<Column> m_columns;
     std::vector<std::vector<std::wstring>> m_rows;
+    // Fixed by the first batch; empty until then.
+    std::vector<size_t> m_widths;
+    size_t m_rowCount = 0;
     int m_valueWidth;
     bool m_showCount;
 };

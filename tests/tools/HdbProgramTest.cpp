@@ -296,3 +296,21 @@ TEST(HdbInput, CtrlCCancelsTheRunningStatementAndTheSessionGoesOn) {
     EXPECT_TRUE(Contains(run.out, "The statement was cancelled.")) << run.out;
     EXPECT_TRUE(Contains(run.out, "still here\r")) << run.out;
 }
+
+TEST(HdbResults, LargeResultsPrintEveryRowInBatches) {
+    ProgramRunner hdb;
+    const Outcome run = hdb.Run(
+        {"-c", "WITH RECURSIVE c(x) AS (SELECT 1 UNION ALL SELECT x + 1 FROM c WHERE x < 2500) "
+               "SELECT x, CASE WHEN x = 2500 THEN 'wide value at the end' ELSE 'v' END AS t "
+               "FROM c"});
+    ASSERT_EQ(run.exitStatus, 0) << run.err;
+    const std::vector<std::string> lines = Lines(run.out);
+    // Header, rule, 2500 rows, count, blank line; the header comes once.
+    ASSERT_EQ(lines.size(), 2504u);
+    EXPECT_EQ(lines[2], "    1 | v");
+    EXPECT_EQ(lines[2501], " 2500 | wide value at the end");
+    EXPECT_EQ(lines[2502], "(2500 rows)");
+    EXPECT_EQ(std::count_if(lines.begin(), lines.end(),
+                            [](const std::string& line) { return Contains(line, " x "); }),
+              1);
+}
