@@ -1,29 +1,8 @@
 #include "Options.h"
 
 #include <charconv>
-#include <cstring>
 
 namespace {
-
-// "--name=value" and "--name value" and "-x value": the value of an option
-// that takes one, advancing `i` past it when it is the next argument.
-bool TakeValue(int argc, char** argv, int& i, const std::string& argument,
-               const std::string& longName, const char* shortName, std::string& value,
-               bool& matched) {
-    matched = false;
-    if (argument.rfind(longName + "=", 0) == 0) {
-        matched = true;
-        value = argument.substr(longName.size() + 1);
-        return true;
-    }
-    if (argument != longName && (shortName == nullptr || argument != shortName))
-        return true;
-    matched = true;
-    if (i + 1 >= argc)
-        return false;
-    value = argv[++i];
-    return true;
-}
 
 std::string Lower(std::string text) {
     for (char& c : text)
@@ -71,6 +50,74 @@ COptions::DatabaseTypeOf(const std::string& name) {
     return std::nullopt;
 }
 
+bool COptions::SetFlag(const std::string& name) {
+    if (name == "-h" || name == "--help")
+        help = true;
+    else if (name == "--csv")
+        csv = true;
+    else if (name == "--catalogs")
+        catalogs = true;
+    else if (name == "-q" || name == "--quiet")
+        quiet = true;
+    else if (name == "-W" || name == "--password-prompt")
+        promptPassword = true;
+    else
+        return false;
+    return true;
+}
+
+bool COptions::TakesValue(const std::string& name) {
+    static const char* const kNames[] = {
+        "-c", "--command",       "-f", "--file",        "-p",     "--provider",
+        "-t", "--database-type", "-s", "--data-source", "-U",     "--user",
+        "-d", "--database",      "-l", "--language",    "--width"};
+    for (const char* known : kNames)
+        if (name == known)
+            return true;
+    return false;
+}
+
+bool COptions::SetValue(const std::string& name, const std::string& value, std::string& error) {
+    if (name == "-c" || name == "--command") {
+        sources.push_back({false, value});
+    } else if (name == "-f" || name == "--file") {
+        sources.push_back({true, value});
+    } else if (name == "-p" || name == "--provider") {
+        const auto chosen = ProviderOf(value);
+        if (!chosen)
+            error = "unknown provider '" + value + "' (embedded, odbc, sqlserver)";
+        else
+            provider = *chosen;
+    } else if (name == "-t" || name == "--database-type") {
+        databaseType = DatabaseTypeOf(value);
+        if (!databaseType)
+            error = "unknown database type '" + value + "'";
+    } else if (name == "-s" || name == "--data-source") {
+        dataSource = value;
+    } else if (name == "-U" || name == "--user") {
+        user = value;
+    } else if (name == "-d" || name == "--database") {
+        database = value;
+    } else if (name == "-l" || name == "--language") {
+        const std::string lower = Lower(value);
+        if (lower == "en" || lower == "english")
+            language = Language::English;
+        else if (lower == "de" || lower == "german" || lower == "deutsch")
+            language = Language::German;
+        else
+            error = "unknown language '" + value + "' (en, de)";
+    } else if (name == "--width") {
+        int width = 0;
+        const auto [end, failure] =
+            std::from_chars(value.data(), value.data() + value.size(), width);
+        if (failure != std::errc() || end != value.data() + value.size() || width < 4)
+            error = "--width needs a number of at least 4";
+        else
+            valueWidth = width;
+    }
+    return error.empty();
+}
+
 bool COptions::Parse(int argc, char** argv, std::string& error) {
     bool optionsEnded = false;
     for (int i = 1; i < argc; ++i) {
@@ -83,117 +130,23 @@ bool COptions::Parse(int argc, char** argv, std::string& error) {
             optionsEnded = true;
             continue;
         }
-        if (argument == "-h" || argument == "--help") {
-            help = true;
+        if (SetFlag(argument))
             continue;
-        }
-        if (argument == "--csv") {
-            csv = true;
-            continue;
-        }
-        if (argument == "--catalogs") {
-            catalogs = true;
-            continue;
-        }
-        if (argument == "-q" || argument == "--quiet") {
-            quiet = true;
-            continue;
-        }
-        if (argument == "-W" || argument == "--password-prompt") {
-            promptPassword = true;
-            continue;
-        }
-
-        std::string value;
-        bool matched = false;
-        const auto take = [&](const char* longName, const char* shortName) {
-            if (!TakeValue(argc, argv, i, argument, longName, shortName, value, matched)) {
-                error = "option " + argument + " needs a value";
-                return false;
-            }
-            return true;
-        };
-
-        if (!take("--command", "-c"))
+        // "--name=value", or the value as the next argument.
+        const size_t equals = argument.rfind("--", 0) == 0 ? argument.find('=') : std::string::npos;
+        const std::string name = argument.substr(0, equals);
+        if (!TakesValue(name)) {
+            error = "unknown option " + argument;
             return false;
-        if (matched) {
-            sources.push_back({false, value});
-            continue;
         }
-        if (!take("--file", "-f"))
+        if (equals == std::string::npos && i + 1 >= argc) {
+            error = "option " + argument + " needs a value";
             return false;
-        if (matched) {
-            sources.push_back({true, value});
-            continue;
         }
-        if (!take("--provider", "-p"))
+        const std::string value =
+            equals != std::string::npos ? argument.substr(equals + 1) : std::string(argv[++i]);
+        if (!SetValue(name, value, error))
             return false;
-        if (matched) {
-            const auto chosen = ProviderOf(value);
-            if (!chosen) {
-                error = "unknown provider '" + value + "' (embedded, odbc, sqlserver)";
-                return false;
-            }
-            provider = *chosen;
-            continue;
-        }
-        if (!take("--database-type", "-t"))
-            return false;
-        if (matched) {
-            databaseType = DatabaseTypeOf(value);
-            if (!databaseType) {
-                error = "unknown database type '" + value + "'";
-                return false;
-            }
-            continue;
-        }
-        if (!take("--data-source", "-s"))
-            return false;
-        if (matched) {
-            dataSource = value;
-            continue;
-        }
-        if (!take("--user", "-U"))
-            return false;
-        if (matched) {
-            user = value;
-            continue;
-        }
-        if (!take("--database", "-d"))
-            return false;
-        if (matched) {
-            database = value;
-            continue;
-        }
-        if (!take("--language", "-l"))
-            return false;
-        if (matched) {
-            const std::string lower = Lower(value);
-            if (lower == "en" || lower == "english")
-                language = Language::English;
-            else if (lower == "de" || lower == "german" || lower == "deutsch")
-                language = Language::German;
-            else {
-                error = "unknown language '" + value + "' (en, de)";
-                return false;
-            }
-            continue;
-        }
-        if (!take("--width", nullptr))
-            return false;
-        if (matched) {
-            int width = 0;
-            const auto [end, failure] =
-                std::from_chars(value.data(), value.data() + value.size(), width);
-            if (failure != std::errc() || end != value.data() + value.size() || width < 4) {
-                error = "--width needs a number of at least 4";
-                return false;
-            }
-            valueWidth = width;
-            continue;
-        }
-        error = "unknown option " + argument;
-        return false;
     }
     return true;
 }

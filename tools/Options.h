@@ -46,6 +46,11 @@ public:
     std::vector<Source> sources;
 
 private:
+    // A switch without a value; false when `name` is none.
+    bool SetFlag(const std::string& name);
+    static bool TakesValue(const std::string& name);
+    // Stores an option's value; false with a message for a wrong one.
+    bool SetValue(const std::string& name, const std::string& value, std::string& error);
     static std::optional<Provider> ProviderOf(const std::string& name);
     static std::optional<CBaseOLEDBClass::enumSQLDatabaseType>
     DatabaseTypeOf(const std::string& name);
