@@ -25,6 +25,46 @@ TEST(SchemaCatalogs, AnSqliteConnectionListsItsMainDatabase) {
     EXPECT_EQ(databases.GetSize(), 1);
 }
 
+TEST(SchemaCatalogs, ADatabaseAttachedByACommandIsListedAfterMainUntilDetached) {
+    SqliteSource db;
+    ASSERT_TRUE(db.connected);
+    // The listing's own session is there before the attachment is made.
+    CSchemaClass before(*db.source);
+    ASSERT_NE(before.GetInterface(), nullptr);
+    db.Exec(L"ATTACH DATABASE '" + db.folder.File("archive.db") + L"' AS archive");
+    db.Exec(L"CREATE TABLE archive.orders (id INTEGER)");
+    db.Exec(L"INSERT INTO archive.orders VALUES (41), (42)");
+    {
+        auto command = db.Command();
+        ASSERT_TRUE(command->SelectExecute(L"SELECT sum(id) AS total FROM archive.orders"));
+        CRowSet& rowset = *command->GetRowSet();
+        ASSERT_TRUE(rowset.FetchNext());
+        EXPECT_EQ(rowset.GetCurrColumnsInt64(rowset.GetColumnsOrdinal(L"total")), 83);
+    }
+    db.ClearReports();
+
+    CSchemaClass after(*db.source);
+    for (CSchemaClass* schema : {&before, &after}) {
+        CStringArray databases;
+        ASSERT_TRUE(schema->GetDatabases(databases));
+        ASSERT_EQ(databases.GetSize(), 2);
+        EXPECT_EQ(std::wstring(databases[0].GetString()), L"main");
+        EXPECT_EQ(std::wstring(databases[1].GetString()), L"archive");
+        ASSERT_EQ(db.errors.reports.size(), 1u);
+        EXPECT_NE(db.errors.reports[0].message.find(L"Error fetch next entry from database"),
+                  std::wstring::npos);
+        db.ClearReports();
+    }
+
+    db.Exec(L"DETACH DATABASE archive");
+    CStringArray databases;
+    ASSERT_TRUE(before.GetDatabases(databases));
+    ASSERT_EQ(databases.GetSize(), 1);
+    EXPECT_EQ(std::wstring(databases[0].GetString()), L"main");
+    auto command = db.Command();
+    EXPECT_FALSE(command->Execute(L"SELECT * FROM archive.orders", nullptr));
+}
+
 TEST(SchemaCatalogs, WithoutAConnectionThereIsNoList) {
     hdbtest::SettingsIsolation settings;
     CDataSource source(CBaseOLEDBClass::eGenericDatabase);
