@@ -569,29 +569,12 @@ bool CBaseOLEDBClass::IsSqlServer(enumSQLDatabaseType databaseType) {
 // Bulk insertion is offered where the provider has a fast-load rowset, which
 // today means SQL Server.
 bool CBaseOLEDBClass::IsFastLoadSupported(enumSQLDatabaseType databaseType) {
-    switch (databaseType) {
-    case eSQLServer:
-    case eSQLServerNativeClient:
-    case eSQLServerNativeClient10:
-    case eSQLServerNativeClient11:
-    case eSQLServerOLEDBDriver:
-        return true;
-    default:
-        return false;
-    }
+    return IsSqlServer(databaseType);
 }
 
+// SELECT TOP (n) is SQL Server's own syntax.
 bool CBaseOLEDBClass::IsSelectTopNSupported(enumSQLDatabaseType databaseType) {
-    switch (databaseType) {
-    case eSQLServer:
-    case eSQLServerNativeClient:
-    case eSQLServerNativeClient10:
-    case eSQLServerNativeClient11:
-    case eSQLServerOLEDBDriver:
-        return true;
-    default:
-        return false;
-    }
+    return IsSqlServer(databaseType);
 }
 
 const CLSID& CBaseOLEDBClass::GetProviderClassId(enumOLEDBProvider provider,

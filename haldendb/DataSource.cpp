@@ -93,6 +93,13 @@ private:
     HRESULT m_hr = E_POINTER;
 };
 
+// Hands `sets` to the data source object's IDBProperties; without one, the
+// query's own failure is the answer.
+HRESULT SetPropertiesThrough(const QueriedInterface<IDBProperties>& properties, ULONG setCount,
+                             DBPROPSET* sets) {
+    return properties.get() ? properties->SetProperties(setCount, sets) : properties.result();
+}
+
 // A COM reference count judged like a result: it is never negative for a
 // sound object, so only a broken one gets a report.
 HRESULT ReleaseResult(ULONG remaining) {
@@ -345,9 +352,7 @@ bool CDataSource::SetInitProps(const GUID& providerClassId) {
     }
 
     QueriedInterface<IDBProperties> properties(m_pIDBInitialize, IID_IDBProperties);
-    HRESULT hr = properties.result();
-    if (properties.get() != nullptr)
-        hr = properties->SetProperties(setCount, sets);
+    HRESULT hr = SetPropertiesThrough(properties, setCount, sets);
     if (CheckError(hr, MsgCantConnect, properties.get(), IID_IDBProperties,
                    HDB_SOURCE_POS(L"bool __cdecl CDataSource::SetInitProps(const struct _GUID &)"),
                    LoginDetail(providerClassId, true)))
@@ -382,7 +387,7 @@ bool CDataSource::SetInitProps(const GUID& providerClassId) {
         SetProperty(SqlServerInitEncrypt, DBPROPSET_SQLSERVERDBINIT, &setCount, &sets, VT_BSTR,
                     EncryptionModeText(RequestedEncryptionCode), DBPROPOPTIONS_REQUIRED, column);
     }
-    hr = properties.get() ? properties->SetProperties(setCount, sets) : properties.result();
+    hr = SetPropertiesThrough(properties, setCount, sets);
     return !CheckError(
         hr, MsgCantConnect, properties.get(), IID_IDBProperties,
         HDB_SOURCE_POS(L"bool __cdecl CDataSource::SetInitProps(const struct _GUID &)"),
@@ -480,9 +485,7 @@ bool CDataSource::SetMultipleConnectionProperty(bool enable) {
     SetProperty(DBPROP_MULTIPLECONNECTIONS, DBPROPSET_DATASOURCE, &setCount, &sets, VT_BOOL, &value,
                 DBPROPOPTIONS_REQUIRED, DB_NULLID);
     QueriedInterface<IDBProperties> properties(m_pIDBInitialize, IID_IDBProperties);
-    HRESULT hr = properties.result();
-    if (properties.get() != nullptr)
-        hr = properties->SetProperties(setCount, sets);
+    const HRESULT hr = SetPropertiesThrough(properties, setCount, sets);
     if (IsErrorResult(hr)) {
         DumpErrorHResult(hr, CMessageTable::TextOrUnknown(MsgError), nullptr);
         return false;

@@ -33,6 +33,19 @@ View Keyword(const View& piece, const View& keyword) {
     return piece.empty() ? View() : keyword;
 }
 
+// `head` (the keyword and what goes before the fields), the fields between
+// the optimiser's hints, the table, the optional WHERE and ORDER BY, and the
+// optimiser's closing hint.
+CBasicString<wchar_t> SelectStatement(const CCommandClass& command, const View& head,
+                                      const View& table, const View& fields, const View& where,
+                                      const View& orderBy) {
+    const CBasicString<wchar_t> before = command.GetOptimizeCommandBeforeFieldStatement();
+    const CBasicString<wchar_t> after = command.GetOptimizeCommandAfterFieldStatement();
+    const CBasicString<wchar_t> end = command.GetOptimizeCommandAfterSelectStatement();
+    return Join({head, before, fields, after, L" FROM ", table, Keyword(where, L" WHERE "), where,
+                 Keyword(orderBy, L" ORDER BY "), orderBy, end});
+}
+
 // A session of a connected data source. A lost connection has none to give
 // (asking would only add a report); the base re-connects and takes one then.
 boost::shared_ptr<CommandLiveChecker> SessionOf(CDataSource& dataSource) {
@@ -131,11 +144,7 @@ CBasicString<wchar_t> CExtCommandClass::GetSelectCommand(const View& table, cons
                                                          const View& orderBy) const {
     if (table.empty())
         return {};
-    const CBasicString<wchar_t> before = GetOptimizeCommandBeforeFieldStatement();
-    const CBasicString<wchar_t> after = GetOptimizeCommandAfterFieldStatement();
-    const CBasicString<wchar_t> end = GetOptimizeCommandAfterSelectStatement();
-    return Join({L"SELECT ", before, fields, after, L" FROM ", table, Keyword(where, L" WHERE "),
-                 where, Keyword(orderBy, L" ORDER BY "), orderBy, end});
+    return SelectStatement(*this, L"SELECT ", table, fields, where, orderBy);
 }
 
 CBasicString<wchar_t> CExtCommandClass::GetSelectTopCommand(const View& count, const View& table,
@@ -143,11 +152,8 @@ CBasicString<wchar_t> CExtCommandClass::GetSelectTopCommand(const View& count, c
                                                             const View& orderBy) const {
     if (table.empty())
         return {};
-    const CBasicString<wchar_t> before = GetOptimizeCommandBeforeFieldStatement();
-    const CBasicString<wchar_t> after = GetOptimizeCommandAfterFieldStatement();
-    const CBasicString<wchar_t> end = GetOptimizeCommandAfterSelectStatement();
-    return Join({L"SELECT TOP (", count, L") ", before, fields, after, L" FROM ", table,
-                 Keyword(where, L" WHERE "), where, Keyword(orderBy, L" ORDER BY "), orderBy, end});
+    return SelectStatement(*this, Join({L"SELECT TOP (", count, L") "}), table, fields, where,
+                           orderBy);
 }
 
 // ---------------------------------------------------------------- executing

@@ -405,6 +405,41 @@ constexpr size_t StreamReadStep = 64001;
 // Fewer bytes than this in the first 8-bit read mean the stream is done.
 constexpr ULONG AnsiFirstReadComplete = 64000;
 
+size_t LengthUpTo(const char* text, size_t most) {
+    return strnlen(text, most);
+}
+size_t LengthUpTo(const wchar_t* text, size_t most) {
+    return wcsnlen(text, most);
+}
+
+// Reads the rest of a stream whose first read filled `buffer`: grows it by
+// one step at a time, keeping the text read so far, until a read comes back
+// short. Out of memory: the text read so far is the answer.
+template <class Char>
+void ReadStreamRemainder(ISequentialStream* stream, std::unique_ptr<Char[]>& buffer,
+                         size_t& bufferCapacity) {
+    constexpr ULONG StepBytes = static_cast<ULONG>(StreamReadStep * sizeof(Char));
+    try {
+        for (;;) {
+            const size_t previous = bufferCapacity;
+            const size_t capacity = previous + StreamReadStep;
+            std::unique_ptr<Char[]> grown(new Char[capacity]);
+            const size_t kept = LengthUpTo(buffer.get(), previous - 1);
+            std::copy_n(buffer.get(), kept, grown.get());
+            grown[kept] = Char();
+            buffer = std::move(grown);
+            bufferCapacity = capacity;
+            Char* at = buffer.get() + capacity - (StreamReadStep + 1);
+            ULONG read = 0;
+            stream->Read(at, StepBytes, &read);
+            at[read / sizeof(Char)] = Char();
+            if (read < StepBytes)
+                break;
+        }
+    } catch (...) {
+    }
+}
+
 // What NULL text and unconvertible columns give; shared by all rowsets and
 // never written.
 char g_EmptyAnsi[1] = "";
@@ -1219,30 +1254,9 @@ char* CRowSet::ReadAnsiFromSequentialStream(size_t ordinal, const db_col_access_
     ULONG read = 0;
     stream->Read(m_pAnsiReadBuffer.get(), static_cast<ULONG>(m_nAnsiReadCapacity - 1), &read);
     m_pAnsiReadBuffer[read] = '\0';
-    if (read >= AnsiFirstReadComplete) {
-        // More may follow: grow by one step at a time, keeping what was read,
-        // until a read comes back short.
-        try {
-            for (;;) {
-                const size_t previous = m_nAnsiReadCapacity;
-                const size_t capacity = previous + StreamReadStep;
-                std::unique_ptr<char[]> grown(new char[capacity]);
-                const size_t kept = strnlen(m_pAnsiReadBuffer.get(), previous - 1);
-                std::memcpy(grown.get(), m_pAnsiReadBuffer.get(), kept);
-                grown[kept] = '\0';
-                m_pAnsiReadBuffer = std::move(grown);
-                m_nAnsiReadCapacity = capacity;
-                char* at = m_pAnsiReadBuffer.get() + capacity - (StreamReadStep + 1);
-                read = 0;
-                stream->Read(at, static_cast<ULONG>(StreamReadStep), &read);
-                at[read] = '\0';
-                if (read < StreamReadStep)
-                    break;
-            }
-        } catch (...) {
-            // Out of memory: the text read so far is the answer.
-        }
-    }
+    // More may follow.
+    if (read >= AnsiFirstReadComplete)
+        ReadStreamRemainder(stream, m_pAnsiReadBuffer, m_nAnsiReadCapacity);
     GiveBackStream(stream, helper);
     return m_pAnsiReadBuffer.get();
 }
@@ -1271,27 +1285,8 @@ wchar_t* CRowSet::ReadUnicodeFromSequentialStream(size_t ordinal,
     ULONG read = 0;
     stream->Read(m_pUnicodeReadBuffer.get(), firstRequest, &read);
     m_pUnicodeReadBuffer[read / CharSize] = L'\0';
-    if (read >= firstRequest) {
-        constexpr ULONG StepBytes = static_cast<ULONG>(StreamReadStep * CharSize);
-        try {
-            for (;;) {
-                const size_t previous = m_nUnicodeReadCapacity;
-                const size_t capacity = previous + StreamReadStep;
-                std::unique_ptr<wchar_t[]> grown(new wchar_t[capacity]);
-                wcsncpy_s(grown.get(), capacity, m_pUnicodeReadBuffer.get(), previous - 1);
-                m_pUnicodeReadBuffer = std::move(grown);
-                m_nUnicodeReadCapacity = capacity;
-                wchar_t* at = m_pUnicodeReadBuffer.get() + capacity - (StreamReadStep + 1);
-                read = 0;
-                stream->Read(at, StepBytes, &read);
-                at[read / CharSize] = L'\0';
-                if (read < StepBytes)
-                    break;
-            }
-        } catch (...) {
-            // Out of memory: the text read so far is the answer.
-        }
-    }
+    if (read >= firstRequest)
+        ReadStreamRemainder(stream, m_pUnicodeReadBuffer, m_nUnicodeReadCapacity);
     GiveBackStream(stream, helper);
     return m_pUnicodeReadBuffer.get();
 }
