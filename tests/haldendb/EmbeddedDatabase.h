@@ -8,49 +8,9 @@
 
 #include "haldendb/DataSource.h"
 
-#include <filesystem>
-#include <random>
 #include <string>
 
 namespace hdbtest {
-
-// A folder of its own under the system's temporary folder, removed with
-// everything in it when the guard goes.
-class TempFolder {
-public:
-    TempFolder() {
-        std::random_device random;
-        m_path = std::filesystem::temp_directory_path() /
-                 ("hdb-ds-" + std::to_string(random()) + "-" + std::to_string(random()));
-        std::filesystem::create_directories(m_path);
-    }
-    ~TempFolder() {
-        std::error_code ignored;
-        std::filesystem::remove_all(m_path, ignored);
-    }
-    TempFolder(const TempFolder&) = delete;
-    TempFolder& operator=(const TempFolder&) = delete;
-
-    std::wstring File(const std::string& name) const { return (m_path / name).wstring(); }
-
-private:
-    std::filesystem::path m_path;
-};
-
-template <class T> class Ref {
-public:
-    Ref() = default;
-    Ref(const Ref&) = delete;
-    Ref& operator=(const Ref&) = delete;
-    ~Ref() {
-        if (p)
-            p->Release();
-    }
-    T* operator->() const { return p; }
-    void** out() { return reinterpret_cast<void**>(&p); }
-    IUnknown** unknownOut() { return reinterpret_cast<IUnknown**>(&p); }
-    T* p = nullptr;
-};
 
 // Runs `sql` through a command of `commands`; the result of Execute, and the
 // rows it affected in *affected. A rowset, if any, is asked for as `rowset`.
@@ -59,7 +19,7 @@ inline HRESULT ExecuteOn(IDBCreateCommand* commands, const std::wstring& sql,
     if (commands == nullptr)
         return E_POINTER;
     Ref<ICommandText> command;
-    HRESULT hr = commands->CreateCommand(nullptr, IID_ICommandText, command.unknownOut());
+    HRESULT hr = commands->CreateCommand(nullptr, IID_ICommandText, command.UnknownOut());
     if (FAILED(hr))
         return hr;
     hr = command->SetCommandText(DBGUID_DEFAULT, sql.c_str());
@@ -93,9 +53,9 @@ inline LONG QueryNumber(CDataSource& source, const std::wstring& sql) {
     LONG result = -1;
     {
         Ref<IRowset> rowset;
-        if (SUCCEEDED(ExecuteOn(*session, sql, nullptr, &rowset.p)) && rowset.p) {
+        if (SUCCEEDED(ExecuteOn(*session, sql, nullptr, rowset.Put())) && rowset) {
             Ref<IAccessor> accessor;
-            if (SUCCEEDED(rowset->QueryInterface(IID_IAccessor, accessor.out()))) {
+            if (SUCCEEDED(rowset->QueryInterface(IID_IAccessor, accessor.Out()))) {
                 struct Row {
                     DBSTATUS status;
                     DBLENGTH length;

@@ -9,40 +9,14 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <filesystem>
 #include <memory>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include <unistd.h>
-
 namespace rowsettest {
 
-// One COM reference, released when the holder goes.
-template <class T> class Ref {
-public:
-    Ref() = default;
-    Ref(const Ref&) = delete;
-    Ref& operator=(const Ref&) = delete;
-    Ref(Ref&& other) noexcept : m_p(std::exchange(other.m_p, nullptr)) {}
-    ~Ref() { Reset(); }
-    void Reset() {
-        if (m_p != nullptr)
-            std::exchange(m_p, nullptr)->Release();
-    }
-    T* Get() const { return m_p; }
-    T* operator->() const { return m_p; }
-    explicit operator bool() const { return m_p != nullptr; }
-    T* Detach() { return std::exchange(m_p, nullptr); }
-    void** Out() {
-        Reset();
-        return reinterpret_cast<void**>(&m_p);
-    }
-
-private:
-    T* m_p = nullptr;
-};
+using hdbtest::Ref;
 
 // A fresh database file of the embedded provider, reached the way an
 // application's data source reaches it: data initialisation service, data
@@ -50,10 +24,7 @@ private:
 class EmbeddedDatabase {
 public:
     EmbeddedDatabase() {
-        m_dir = std::filesystem::temp_directory_path() /
-                ("hdb-rowsets-" + std::to_string(::getpid()) + "-" + std::to_string(++s_counter));
-        std::filesystem::create_directories(m_dir);
-        const std::wstring file = (m_dir / "rows.db").wstring();
+        const std::wstring file = m_folder.File("rows.db");
 
         Ref<IDataInitialize> init;
         EXPECT_EQ(CoCreateInstance(CLSID_MSDAINITIALIZE, nullptr, CLSCTX_INPROC_SERVER,
@@ -62,8 +33,7 @@ public:
         if (!init)
             return;
         EXPECT_EQ(init->CreateDBInstance(CLSID_HDB_EMBEDDED, nullptr, CLSCTX_INPROC_SERVER, nullptr,
-                                         IID_IDBInitialize,
-                                         reinterpret_cast<IUnknown**>(m_source.Out())),
+                                         IID_IDBInitialize, m_source.UnknownOut()),
                   S_OK);
         if (!m_source)
             return;
@@ -81,8 +51,7 @@ public:
         EXPECT_EQ(m_source->Initialize(), S_OK);
         Ref<IDBCreateSession> sessions;
         m_source->QueryInterface(IID_IDBCreateSession, sessions.Out());
-        EXPECT_EQ(sessions->CreateSession(nullptr, IID_IDBCreateCommand,
-                                          reinterpret_cast<IUnknown**>(m_session.Out())),
+        EXPECT_EQ(sessions->CreateSession(nullptr, IID_IDBCreateCommand, m_session.UnknownOut()),
                   S_OK);
     }
     ~EmbeddedDatabase() {
@@ -90,8 +59,6 @@ public:
         if (m_source)
             m_source->Uninitialize();
         m_source.Reset();
-        std::error_code ignored;
-        std::filesystem::remove_all(m_dir, ignored);
     }
 
     void Exec(const std::wstring& sql) {
@@ -111,17 +78,14 @@ public:
 private:
     Ref<ICommandText> Command(const std::wstring& sql) {
         Ref<ICommandText> command;
-        EXPECT_EQ(m_session->CreateCommand(nullptr, IID_ICommandText,
-                                           reinterpret_cast<IUnknown**>(command.Out())),
-                  S_OK);
+        EXPECT_EQ(m_session->CreateCommand(nullptr, IID_ICommandText, command.UnknownOut()), S_OK);
         if (command) {
             EXPECT_EQ(command->SetCommandText(DBGUID_DEFAULT, sql.c_str()), S_OK);
         }
         return command;
     }
 
-    static inline int s_counter = 0;
-    std::filesystem::path m_dir;
+    hdbtest::TempFolder m_folder; // goes last, after the connection
     Ref<IDBInitialize> m_source;
     Ref<IDBCreateCommand> m_session;
 };

@@ -1,7 +1,8 @@
 // Helpers shared by the library's tests: a report collector for the
 // callbacks, a base object with its protected members opened up, small COM
-// test objects, a guard for the thread's UI language and one that points the
-// settings library at an empty file for the life of a test.
+// test objects and a COM reference holder, guards for the thread's UI
+// language and for a temporary folder, and one that points the settings
+// library at an empty file for the life of a test.
 #pragma once
 
 #include "haldendb/haldendb.h"
@@ -13,6 +14,8 @@
 #include <filesystem>
 #include <fstream>
 #include <optional>
+#include <random>
+#include <utility>
 #include <tuple>
 #include <string>
 #include <vector>
@@ -144,6 +147,57 @@ public:
 
 private:
     LANGID m_previous;
+};
+
+// One COM reference, released when the holder goes.
+template <class T> class Ref {
+public:
+    Ref() = default;
+    Ref(const Ref&) = delete;
+    Ref& operator=(const Ref&) = delete;
+    Ref(Ref&& other) noexcept : m_p(std::exchange(other.m_p, nullptr)) {}
+    ~Ref() { Reset(); }
+    void Reset() {
+        if (m_p != nullptr)
+            std::exchange(m_p, nullptr)->Release();
+    }
+    T* Get() const { return m_p; }
+    T* operator->() const { return m_p; }
+    explicit operator bool() const { return m_p != nullptr; }
+    T* Detach() { return std::exchange(m_p, nullptr); }
+    // Where a call leaves a new reference (the old one is released first).
+    T** Put() {
+        Reset();
+        return &m_p;
+    }
+    void** Out() { return reinterpret_cast<void**>(Put()); }
+    IUnknown** UnknownOut() { return reinterpret_cast<IUnknown**>(Put()); }
+
+private:
+    T* m_p = nullptr;
+};
+
+// A folder of its own under the system's temporary folder, removed with
+// everything in it when the guard goes.
+class TempFolder {
+public:
+    TempFolder() {
+        std::random_device random;
+        m_path = std::filesystem::temp_directory_path() /
+                 ("hdb-ds-" + std::to_string(random()) + "-" + std::to_string(random()));
+        std::filesystem::create_directories(m_path);
+    }
+    ~TempFolder() {
+        std::error_code ignored;
+        std::filesystem::remove_all(m_path, ignored);
+    }
+    TempFolder(const TempFolder&) = delete;
+    TempFolder& operator=(const TempFolder&) = delete;
+
+    std::wstring File(const std::string& name) const { return (m_path / name).wstring(); }
+
+private:
+    std::filesystem::path m_path;
 };
 
 // For the life of the guard: the settings library reads an empty file and no

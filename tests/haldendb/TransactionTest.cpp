@@ -112,9 +112,9 @@ protected:
         ITransactionLocal* session = transaction;
         Ref<IDBCreateCommand> commands;
         if (session == nullptr ||
-            FAILED(session->QueryInterface(IID_IDBCreateCommand, commands.out())))
+            FAILED(session->QueryInterface(IID_IDBCreateCommand, commands.Out())))
             return E_NOINTERFACE;
-        return ExecuteOn(commands.p, L"INSERT INTO t VALUES (" + std::to_wstring(value) + L")");
+        return ExecuteOn(commands.Get(), L"INSERT INTO t VALUES (" + std::to_wstring(value) + L")");
     }
     LONG Count() { return QueryNumber(reader, L"SELECT COUNT(*) FROM t"); }
 
