@@ -32,6 +32,25 @@ constexpr wchar_t ReconnectedText[] = L"Data source is reconnected. Can proceed 
 // DBPROPVAL_UP_CHANGE | DBPROPVAL_UP_DELETE | DBPROPVAL_UP_INSERT
 constexpr ULONG FullUpdatability = 7;
 
+// Interface `iid` of `object`, or null. A failed query is reported by
+// `reporter` under `messageId`, reading the error records `object` left
+// (as an `objectIid`); a missing object counts as lacking the interface.
+template <class Interface>
+Interface* QueryReported(CBaseOLEDBClass& reporter, IUnknown* object, REFIID iid,
+                         unsigned int messageId, REFIID objectIid, const LoggingSourcePos& position,
+                         const CBasicStringView<wchar_t>& detail) {
+    Interface* result = nullptr;
+    const HRESULT hr =
+        object ? object->QueryInterface(iid, reinterpret_cast<void**>(&result)) : E_NOINTERFACE;
+    if (reporter.CheckError(hr, messageId, object, objectIid, position, detail) || FAILED(hr) ||
+        result == nullptr) {
+        if (result)
+            result->Release();
+        return nullptr;
+    }
+    return result;
+}
+
 // The error object of the current thread, put back where it was: judging a
 // result for a retry reads (and so clears) it, and the report that may
 // follow needs the same records.
@@ -303,18 +322,12 @@ CCommandClass::CCommandClass(const CTransactionClass& transaction)
     : CBaseOLEDBClass(transaction, transaction.GetUIEnabled()) {
     transaction.EnsureConnected();
     ITransactionLocal* session = transaction;
-    IDBCreateCommand* createCommand = nullptr;
-    const HRESULT hr = session ? session->QueryInterface(IID_IDBCreateCommand,
-                                                         reinterpret_cast<void**>(&createCommand))
-                               : E_NOINTERFACE;
-    if (CheckError(hr, MsgCantQueryProperties, session, IID_ITransactionLocal,
-                   HDB_SOURCE_POS(L"__cdecl CCommandClass::CCommandClass(const class "
-                                  L"CTransactionClass &)"),
-                   CBasicStringView<wchar_t>()) ||
-        FAILED(hr) || createCommand == nullptr) {
-        if (createCommand)
-            createCommand->Release();
-    } else {
+    IDBCreateCommand* createCommand = QueryReported<IDBCreateCommand>(
+        *this, session, IID_IDBCreateCommand, MsgCantQueryProperties, IID_ITransactionLocal,
+        HDB_SOURCE_POS(L"__cdecl CCommandClass::CCommandClass(const class "
+                       L"CTransactionClass &)"),
+        CBasicStringView<wchar_t>());
+    if (createCommand != nullptr) {
         m_spLiveChecker = boost::make_shared<CommandLiveChecker>(createCommand);
         // The checker took a reference of its own.
         createCommand->Release();
@@ -451,18 +464,13 @@ bool CCommandClass::InitCommandText(enumCommandClass kind) {
 void CCommandClass::InitProperties(ICommand* command, enumCommandClass kind) {
     if (command == nullptr)
         return;
-    ICommandProperties* properties = nullptr;
-    const HRESULT hr =
-        command->QueryInterface(IID_ICommandProperties, reinterpret_cast<void**>(&properties));
-    if (CheckError(hr, MsgCantQueryProperties, command, IID_ICommand,
-                   HDB_SOURCE_POS(L"void __cdecl CCommandClass::InitProperties(struct ICommand "
-                                  L"*,enum CCommandClass::enumCommandClass)"),
-                   CBasicStringView<wchar_t>()) ||
-        FAILED(hr) || properties == nullptr) {
-        if (properties)
-            properties->Release();
+    ICommandProperties* properties = QueryReported<ICommandProperties>(
+        *this, command, IID_ICommandProperties, MsgCantQueryProperties, IID_ICommand,
+        HDB_SOURCE_POS(L"void __cdecl CCommandClass::InitProperties(struct ICommand "
+                       L"*,enum CCommandClass::enumCommandClass)"),
+        CBasicStringView<wchar_t>());
+    if (properties == nullptr)
         return;
-    }
 
     ULONG setCount = 0;
     DBPROPSET* sets = nullptr;
@@ -521,20 +529,14 @@ bool CCommandClass::Execute(IRowset** rowset, enumCommandClass kind, LONGLONG* r
     }
     ICommandPrepare* prepare = nullptr;
     if (m_nNumberOfCalls != -1 && m_pICommandText != nullptr) {
-        const HRESULT hr = m_pICommandText->QueryInterface(IID_ICommandPrepare,
-                                                           reinterpret_cast<void**>(&prepare));
-        if (CheckError(hr, MsgCantFindPrepare, m_pICommandText, IID_ICommandText,
-                       HDB_SOURCE_POS(L"bool __cdecl CCommandClass::Execute(struct IRowset **,enum "
-                                      L"CCommandClass::enumCommandClass,__int64 *)"),
-                       m_strCommand) ||
-            FAILED(hr)) {
-            if (prepare)
-                prepare->Release();
-            prepare = nullptr;
-        } else if (prepare) {
-            // A failed prepare shows in the execution that follows.
+        prepare = QueryReported<ICommandPrepare>(
+            *this, m_pICommandText, IID_ICommandPrepare, MsgCantFindPrepare, IID_ICommandText,
+            HDB_SOURCE_POS(L"bool __cdecl CCommandClass::Execute(struct IRowset **,enum "
+                           L"CCommandClass::enumCommandClass,__int64 *)"),
+            m_strCommand);
+        // A failed prepare shows in the execution that follows.
+        if (prepare)
             prepare->Prepare(static_cast<ULONG>(m_nNumberOfCalls));
-        }
     }
     return DoExecute(rowset, prepare, rowsAffected, nullptr);
 }
