@@ -536,6 +536,7 @@ bool CRowSet::Release() {
     }
     m_nRowsObtained = 0;
     m_nCurrentRow = 0;
+    m_nRowsDelivered = 0;
     m_pAccessor.reset();
     m_pColumnBindings.reset();
     m_pColumnsInfo.reset();
@@ -589,7 +590,15 @@ bool CRowSet::GetNextRowData() {
     m_nCurrentRow = 0;
     m_nRowsObtained = 0;
     HROW* rows = m_pHRows;
-    const DBCOUNTITEM asked = std::min(m_nFetchRowCount, m_nHRowsCapacity);
+    DBCOUNTITEM asked = std::min(m_nFetchRowCount, m_nHRowsCapacity);
+    // Rows beyond the limit would only be fetched to be released unread.
+    if (m_nMaxRowCount != NoRowLimit) {
+        const ULONGLONG remaining =
+            m_nMaxRowCount > m_nRowsDelivered ? m_nMaxRowCount - m_nRowsDelivered : 0;
+        if (remaining == 0)
+            return false;
+        asked = static_cast<DBCOUNTITEM>(std::min<ULONGLONG>(asked, remaining));
+    }
     const HRESULT hr = m_pIRowset->GetNextRows(DB_NULL_HCHAPTER, 0, static_cast<DBROWCOUNT>(asked),
                                                &m_nRowsObtained, &rows);
     // A short last batch comes with DB_S_ENDOFROWSET, which is no failure.
@@ -601,6 +610,23 @@ bool CRowSet::GetNextRowData() {
 }
 
 bool CRowSet::FetchNext() {
+    if (m_nRowsDelivered >= m_nMaxRowCount) {
+        // The limit ends the result: the rows still held go back now, as
+        // they would at the real end.
+        const HRESULT hr = ReleaseFetchedRows();
+        if (hr != S_OK)
+            CheckError(hr, MsgCantReleaseRows, m_pIRowset, IID_IRowset,
+                       HDB_SOURCE_POS(L"bool __cdecl CRowSet::FetchNext(void)"),
+                       CBasicStringView<wchar_t>());
+        return false;
+    }
+    if (!FetchNextRow())
+        return false;
+    ++m_nRowsDelivered;
+    return true;
+}
+
+bool CRowSet::FetchNextRow() {
     if (m_pHRows != nullptr)
         ++m_nCurrentRow;
     else if (!SetupRowStructures())
@@ -610,8 +636,7 @@ bool CRowSet::FetchNext() {
     if (m_nCurrentRow != m_nFetchRowCount && m_nCurrentRow != m_nRowsObtained)
         return ReadData();
 
-    const HRESULT hr =
-        m_pIRowset->ReleaseRows(m_nRowsObtained, m_pHRows, nullptr, nullptr, nullptr);
+    const HRESULT hr = ReleaseFetchedRows();
     if (hr != S_OK && CheckError(hr, MsgCantReleaseRows, m_pIRowset, IID_IRowset,
                                  HDB_SOURCE_POS(L"bool __cdecl CRowSet::FetchNext(void)"),
                                  CBasicStringView<wchar_t>()))
@@ -619,6 +644,15 @@ bool CRowSet::FetchNext() {
     if (!GetNextRowData())
         return false;
     return ReadData();
+}
+
+HRESULT CRowSet::ReleaseFetchedRows() {
+    const DBCOUNTITEM held = m_nRowsObtained;
+    m_nRowsObtained = 0;
+    m_nCurrentRow = 0;
+    if (m_pIRowset == nullptr || m_pHRows == nullptr || held == 0)
+        return S_OK;
+    return m_pIRowset->ReleaseRows(held, m_pHRows, nullptr, nullptr, nullptr);
 }
 
 bool CRowSet::ReadData() {

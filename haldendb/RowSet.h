@@ -122,6 +122,14 @@ public:
     DBCOUNTITEM GetFetchRowCount() const { return m_nFetchRowCount; }
     void SetFetchRowCount(DBCOUNTITEM count) { m_nFetchRowCount = count; }
 
+    // The most rows FetchNext delivers from this result; all ones (the
+    // default) sets no limit. Once that many rows were delivered FetchNext
+    // answers false as at the end of the result; 0 delivers none. A limited
+    // rowset never asks the provider for rows beyond the limit.
+    static constexpr ULONGLONG NoRowLimit = std::numeric_limits<ULONGLONG>::max();
+    ULONGLONG GetMaxRowCount() const { return m_nMaxRowCount; }
+    void SetMaxRowCount(ULONGLONG count) { m_nMaxRowCount = count; }
+
     // Long BLOB/text columns are bound as ISequentialStream (the default) or
     // copied into the row up to the long column length. Read by BuildRowSet.
     void SetLongColumnsAsStreams(bool asStreams) { m_bLongColumnsAsStreams = asStreams; }
@@ -416,6 +424,9 @@ protected:
 
     // Copies the current row into the row buffer.
     virtual bool ReadData();
+    // FetchNext without the row limit: the next row of the batch, or the
+    // first of the next batch.
+    bool FetchNextRow();
     // Replaces the accessor with a new one built from the bindings.
     virtual bool BuildAccessor();
 
@@ -437,6 +448,9 @@ protected:
     void ReportTypeMismatch(const LoggingSourcePos& position);
     // Gives back the streams a fetched row still holds.
     void ReleaseRowStreams();
+    // Releases the rows of the current batch and leaves the rowset at the
+    // end of the result; the provider's answer (S_OK when none were held).
+    HRESULT ReleaseFetchedRows();
     // The stream a column holds in the row, without a report; null when it
     // has none.
     ISequentialStream* StreamInRow(const db_col_access_helper& helper) const;
@@ -464,6 +478,10 @@ protected:
     size_t m_nAnsiReadCapacity = DefaultStreamReadCapacity;
     size_t m_nUnicodeReadCapacity = DefaultStreamReadCapacity;
     DBCOUNTITEM m_nRowsObtained = 0;
+    ULONGLONG m_nMaxRowCount = NoRowLimit;
+    // Rows FetchNext delivered from the current result, held against the
+    // limit.
+    ULONGLONG m_nRowsDelivered = 0;
     std::vector<db_col_access_helper> m_ColAccessHelpers;
     bool m_bLongColumnsAsStreams = true;
     mutable IDataConvert* m_pIDataConvert = nullptr;

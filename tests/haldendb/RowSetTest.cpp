@@ -66,6 +66,58 @@ INSTANTIATE_TEST_SUITE_P(Results, BatchTest,
                                     std::to_string(info.param.fetchCount);
                          });
 
+struct Limiting {
+    int rows;
+    DBCOUNTITEM fetchCount;
+    ULONGLONG limit;
+    // Rows obtained by each batch: never more than the limit leaves.
+    std::vector<DBCOUNTITEM> batches;
+};
+
+class LimitTest : public RowSetTest, public ::testing::WithParamInterface<Limiting> {};
+
+TEST_P(LimitTest, RowLimitEndsTheResultAndIsNeverFetchedBeyond) {
+    const Limiting& p = GetParam();
+    Fill(p.rows);
+    auto rowset = Open(L"SELECT id FROM n ORDER BY id");
+    EXPECT_EQ(rowset->GetMaxRowCount(), CRowSet::NoRowLimit);
+    rowset->SetFetchRowCount(p.fetchCount);
+    rowset->SetMaxRowCount(p.limit);
+    const size_t id = rowset->GetColumnsOrdinal(HdbLiteralView(L"id"));
+
+    std::vector<DBCOUNTITEM> batches;
+    LONGLONG delivered = 0;
+    while (rowset->FetchNext()) {
+        EXPECT_EQ(rowset->GetCurrColumnsInt64(id), ++delivered);
+        if ((delivered - 1) % static_cast<LONGLONG>(p.fetchCount) == 0)
+            batches.push_back(rowset->GetRowsObtained());
+    }
+    EXPECT_EQ(static_cast<ULONGLONG>(delivered), std::min<ULONGLONG>(p.rows, p.limit));
+    EXPECT_EQ(batches, p.batches);
+    EXPECT_TRUE(rowset->IsEOS());
+    // Asked again after the limit, the answer stays the same.
+    if (p.limit < static_cast<ULONGLONG>(p.rows)) {
+        EXPECT_FALSE(rowset->FetchNext());
+        EXPECT_FALSE(rowset->FetchNext());
+        EXPECT_TRUE(rowset->IsEOS());
+    }
+    EXPECT_TRUE(frame.errors.reports.empty());
+}
+
+INSTANTIATE_TEST_SUITE_P(Results, LimitTest,
+                         ::testing::Values(Limiting{10, 20, 0, {}}, Limiting{10, 20, 4, {4}},
+                                           Limiting{10, 4, 6, {4, 2}}, Limiting{10, 5, 10, {5, 5}},
+                                           Limiting{3, 20, 5, {3}},
+                                           Limiting{7, 3, CRowSet::NoRowLimit, {3, 3, 1}},
+                                           Limiting{5, 1, CRowSet::NoRowLimit, {1, 1, 1, 1, 1}}),
+                         [](const ::testing::TestParamInfo<Limiting>& info) {
+                             const ULONGLONG limit = info.param.limit;
+                             return std::to_string(info.param.rows) + "RowsBy" +
+                                    std::to_string(info.param.fetchCount) + "Limit" +
+                                    (limit == CRowSet::NoRowLimit ? std::string("None")
+                                                                  : std::to_string(limit));
+                         });
+
 TEST_F(RowSetTest, OnlyForwardMovesAreOffered) {
     Fill(3);
     auto rowset = Open(L"SELECT id FROM n ORDER BY id");
