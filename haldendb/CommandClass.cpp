@@ -87,9 +87,12 @@ void WatchLongRunningQuery(WatcherArguments* arguments) {
     std::unique_ptr<WatcherArguments> owned(arguments);
     if (owned->done->load())
         return;
-    const std::shared_ptr<CCommandClass::CancelLongRunningQuery>& cancel =
-        owned->command->GetPtrCancelLongRunningQuery();
+    // The cancel object is copied at every turn: the callback may replace or
+    // drop the command's own pointer, and the object it runs in must live
+    // until it has answered.
+    std::shared_ptr<CCommandClass::CancelLongRunningQuery> cancel;
     for (;;) {
+        cancel = owned->command->GetPtrCancelLongRunningQuery();
         if (cancel && cancel->HasCallback()) {
             if (cancel->AskToCancel())
                 break;
@@ -107,7 +110,7 @@ void WatchLongRunningQuery(WatcherArguments* arguments) {
     }
     // The command object stays alive until this thread was joined.
     ICommandText* command = *owned->command;
-    if (command == nullptr || !cancel)
+    if (command == nullptr)
         return;
     const HRESULT hr = command->Cancel();
     if (FAILED(hr)) {
@@ -294,28 +297,42 @@ CCommandClass::CCommandClass(const std::shared_ptr<CDataSource>& dataSource,
     : CBaseOLEDBClass(*dataSource, dataSource->GetUIEnabled()), m_spDataSource(dataSource),
       m_spLiveChecker(checker) {
     reconnected = 0;
-    if (!m_spDataSource->IsConnected()) {
-        const LoggingSourcePos position =
-            HDB_SOURCE_POS(L"__cdecl CCommandClass::CCommandClass(const class "
-                           L"std::shared_ptr<class CDataSource> &,const class "
-                           L"boost::shared_ptr<class CommandLiveChecker> &,int &)");
-        OutputError(MsgError, HdbLiteralView(NotConnectedText), position);
-        m_spDataSource->Connect();
+    try {
         if (m_spDataSource->IsConnected()) {
-            reconnected = 1;
-            OutputSuccess(MsgSuccess, HdbLiteralView(ReconnectedText), position);
+            // Nothing handed in: a session from the pool.
+            if (!m_spLiveChecker)
+                m_spLiveChecker = m_spDataSource->GetCurrentDatabaseSessionCommand();
         } else {
-            reconnected = -1;
+            const LoggingSourcePos position =
+                HDB_SOURCE_POS(L"__cdecl CCommandClass::CCommandClass(const class "
+                               L"std::shared_ptr<class CDataSource> &,const class "
+                               L"boost::shared_ptr<class CommandLiveChecker> &,int &)");
+            OutputError(MsgError, HdbLiteralView(NotConnectedText), position);
+            m_spDataSource->Connect();
+            if (m_spDataSource->IsConnected()) {
+                reconnected = 1;
+                OutputSuccess(MsgSuccess, HdbLiteralView(ReconnectedText), position);
+            } else {
+                reconnected = -1;
+            }
+            // The checker handed in belonged to the lost connection's pool.
+            if (m_spLiveChecker)
+                m_spLiveChecker->SetInUse(false);
+            m_spLiveChecker = m_spDataSource->GetCurrentDatabaseSessionCommand();
         }
-        // The checker handed in belonged to the lost connection's pool.
+        SetupQueryOptimizer(m_spDataSource);
+    } catch (...) {
+        // No destructor runs for a command whose construction failed (a
+        // severe error, a throwing callback): the session goes back to the
+        // pool here, or it would stay marked in use for good.
         if (m_spLiveChecker)
             m_spLiveChecker->SetInUse(false);
-        m_spLiveChecker = m_spDataSource->GetCurrentDatabaseSessionCommand();
+        throw;
     }
     // Counted only now: re-connecting releases the data source first, and
-    // that waits for the running executions, this one included.
+    // that waits for the running executions, this one included; and a
+    // construction that threw must not leave the count raised.
     m_spDataSource->AddRunningExecution();
-    SetupQueryOptimizer(m_spDataSource);
 }
 
 CCommandClass::CCommandClass(const CTransactionClass& transaction)
@@ -533,7 +550,7 @@ bool CCommandClass::Execute(IRowset** rowset, enumCommandClass kind, LONGLONG* r
             *this, m_pICommandText, IID_ICommandPrepare, MsgCantFindPrepare, IID_ICommandText,
             HDB_SOURCE_POS(L"bool __cdecl CCommandClass::Execute(struct IRowset **,enum "
                            L"CCommandClass::enumCommandClass,__int64 *)"),
-            m_strCommand);
+            CBasicStringView<wchar_t>());
         // A failed prepare shows in the execution that follows.
         if (prepare)
             prepare->Prepare(static_cast<ULONG>(m_nNumberOfCalls));

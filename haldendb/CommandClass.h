@@ -27,6 +27,7 @@
 
 #include <boost/shared_ptr.hpp>
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <limits>
@@ -72,17 +73,20 @@ public:
         // process when it is called.
         bool AskToCancel();
 
-        // Kept over executions: nothing resets it.
-        std::uint8_t GetOutcome() const noexcept { return m_nOutcome; }
-        HRESULT GetCancelResult() const noexcept { return m_hrCancelResult; }
+        // Kept over executions: nothing resets it. Written by the watcher
+        // thread; safe to read from any thread at any time, but the outcome
+        // and the cancel result agree with each other only once the
+        // execution has returned.
+        std::uint8_t GetOutcome() const noexcept { return m_nOutcome.load(); }
+        HRESULT GetCancelResult() const noexcept { return m_hrCancelResult.load(); }
         void SetOutcome(std::uint8_t outcome, HRESULT cancelResult) noexcept {
-            m_nOutcome = outcome;
-            m_hrCancelResult = cancelResult;
+            m_hrCancelResult.store(cancelResult);
+            m_nOutcome.store(outcome);
         }
 
     private:
-        std::uint8_t m_nOutcome = eNotAttempted;
-        HRESULT m_hrCancelResult = S_OK;
+        std::atomic<std::uint8_t> m_nOutcome{eNotAttempted};
+        std::atomic<HRESULT> m_hrCancelResult{S_OK};
         std::unique_ptr<Callback> m_pCallback;
     };
 
@@ -97,8 +101,11 @@ public:
     // running-execution count. When the data source is not connected,
     // reports so, connects it and reports the success: `reconnected` is then
     // 1 (connected) or -1 (still not connected), else 0; the checker is then
-    // replaced by a fresh one from the data source. Commands on an eSQLServer
-    // database get optimizer hints.
+    // replaced by a fresh one from the data source. An empty checker is
+    // replaced by one from the data source's pool. When the constructor
+    // throws (a severe error, a throwing callback), the checker it held is
+    // marked free again. Commands on an eSQLServer database get optimizer
+    // hints.
     CCommandClass(const std::shared_ptr<CDataSource>& dataSource,
                   const boost::shared_ptr<CommandLiveChecker>& checker, int& reconnected);
     // A command in the transaction's session (connecting its data source
@@ -188,6 +195,10 @@ public:
 
     // ---------------------------------------------------------- cancelling
 
+    // The pointer belongs to the thread that executes; while an execution
+    // runs, only the callback (on the watcher thread) may change it. The
+    // watcher holds a copy of the object while it asks or cancels, so the
+    // callback may also drop the command's pointer to itself.
     void SetPtrCancelLongRunningQuery(const std::shared_ptr<CancelLongRunningQuery>& cancel) {
         m_spCancelLongRunningQuery = cancel;
     }

@@ -246,7 +246,8 @@ bool CDataSource::ConnectOLEDB(const CBasicStringView<wchar_t>& dataSource,
 bool CDataSource::Initialize(const GUID& providerClassId) {
     if (m_pIDBInitialize != nullptr)
         return true;
-    ReleaseProviderObjects(false);
+    ReleaseProviderObjects(
+        false, HDB_SOURCE_POS(L"bool __cdecl CDataSource::Initialize(const struct _GUID &)"));
     CBaseOLEDBClass::Release();
 
     HRESULT hr = CoGetMalloc(MEMCTX_TASK, &m_pIMalloc);
@@ -427,6 +428,9 @@ bool CDataSource::ReportFromConst(HRESULT hr, unsigned int messageId, IUnknown* 
 }
 
 bool CDataSource::IsConnected() const {
+    // Held while the provider is asked: a Release on another thread would
+    // otherwise release the data source object under the question.
+    CSingleLock providerLock(&m_csProviderObjects, TRUE);
     if (m_eConnectionState.load() != eConnected || m_pIDBInitialize == nullptr)
         return false;
     QueriedInterface<IDBProperties> properties(m_pIDBInitialize, IID_IDBProperties);
@@ -468,8 +472,10 @@ bool CDataSource::isPooledConnection() {
                    HDB_SOURCE_POS(L"bool __cdecl CDataSource::isPooledConnection(void)"),
                    CBasicStringView<wchar_t>()))
         return true;
-    // Absent or 0 leaves the services at their default, which pools.
-    if (property == nullptr || property->vValue.vt == VT_EMPTY)
+    // Absent or 0 leaves the services at their default, which pools. A
+    // value of any other type than a 4-byte integer says nothing about
+    // pooling either, so it counts as absent.
+    if (property == nullptr || property->vValue.vt != VT_I4)
         return true;
     const LONG services = property->vValue.lVal;
     return services == 0 || (services & DBPROPVAL_OS_RESOURCEPOOLING) != 0;
@@ -495,15 +501,14 @@ bool CDataSource::SetMultipleConnectionProperty(bool enable) {
 
 // ---------------------------------------------------------------- teardown
 
-bool CDataSource::ReleaseProviderObjects(bool disconnect) {
+bool CDataSource::ReleaseProviderObjects(bool disconnect, const LoggingSourcePos& position) {
     {
         CSingleLock poolLock(&m_csSessionPool, TRUE);
         m_sessionPool.clear();
         if (m_pIDBCreateSession != nullptr) {
             const ULONG remaining = m_pIDBCreateSession->Release();
             m_pIDBCreateSession = nullptr;
-            CheckError(ReleaseResult(remaining), MsgCantReleaseInstance,
-                       HDB_SOURCE_POS(L"bool __cdecl CDataSource::Release(void)"),
+            CheckError(ReleaseResult(remaining), MsgCantReleaseInstance, position,
                        CBasicStringView<wchar_t>());
         }
     }
@@ -513,15 +518,13 @@ bool CDataSource::ReleaseProviderObjects(bool disconnect) {
     if (m_pIDBInitialize != nullptr) {
         const ULONG remaining = m_pIDBInitialize->Release();
         m_pIDBInitialize = nullptr;
-        released = !CheckError(ReleaseResult(remaining), MsgCantReleaseInstance,
-                               HDB_SOURCE_POS(L"bool __cdecl CDataSource::Release(void)"),
+        released = !CheckError(ReleaseResult(remaining), MsgCantReleaseInstance, position,
                                CBasicStringView<wchar_t>());
     }
     if (released && m_pIDataInitialize != nullptr) {
         const ULONG remaining = m_pIDataInitialize->Release();
         m_pIDataInitialize = nullptr;
-        released = !CheckError(ReleaseResult(remaining), MsgCantReleaseInstance,
-                               HDB_SOURCE_POS(L"bool __cdecl CDataSource::Release(void)"),
+        released = !CheckError(ReleaseResult(remaining), MsgCantReleaseInstance, position,
                                CBasicStringView<wchar_t>());
     }
     return released;
@@ -538,7 +541,8 @@ bool CDataSource::Release() {
 
         CSingleLock lock(&m_csProviderObjects, TRUE);
         m_eConnectionState.store(eReleased);
-        if (!ReleaseProviderObjects(true))
+        if (!ReleaseProviderObjects(true,
+                                    HDB_SOURCE_POS(L"bool __cdecl CDataSource::Release(void)")))
             return false;
         CBaseOLEDBClass::Release();
         return true;
@@ -550,6 +554,10 @@ bool CDataSource::Release() {
 // ---------------------------------------------------------------- sessions
 
 IDBCreateSession* CDataSource::GetCurrentDatabaseSession() {
+    // The data source object is asked under the provider lock, so a Release
+    // or Initialize on another thread cannot release it meanwhile; the
+    // provider lock comes first, as in Connect and Release.
+    CSingleLock providerLock(&m_csProviderObjects, TRUE);
     CSingleLock poolLock(&m_csSessionPool, TRUE);
     if (m_pIDBCreateSession != nullptr)
         return m_pIDBCreateSession;
@@ -571,6 +579,7 @@ IDBCreateSession* CDataSource::GetCurrentDatabaseSession() {
 }
 
 boost::shared_ptr<CommandLiveChecker> CDataSource::GetCurrentDatabaseSessionCommand() {
+    CSingleLock providerLock(&m_csProviderObjects, TRUE);
     CSingleLock poolLock(&m_csSessionPool, TRUE);
     for (const auto& checker : m_sessionPool)
         if (checker->TryTake())

@@ -12,7 +12,9 @@
 // running-execution counter are atomics; Connect and Release coordinate by
 // polling them every 100 ms. A recursive lock guards the session pool, and a
 // second one keeps the provider objects from being torn down by one thread
-// while another creates them.
+// while another creates or asks them: Connect, Release, IsConnected and the
+// two session functions hold it. Where both are held, the provider lock is
+// taken first.
 //
 // Beside the connection it answers the SQL dialect questions of its database
 // kind (date conversion templates, TOP or LIMIT, the severity query), so that
@@ -234,7 +236,9 @@ private:
     void ReadSettings(bool readDatabaseType);
     // Empties the pool, then releases the session factory, the data source
     // object and the data initialiser. False when a release was reported.
-    bool ReleaseProviderObjects(bool disconnect);
+    // Reports name `position`, the caller's, so a release made while
+    // Initialize starts over is told apart from a Release.
+    bool ReleaseProviderObjects(bool disconnect, const LoggingSourcePos& position);
     // "Connection: ... User: ... Password: ***" and, unless the provider is
     // the ODBC one and `alwaysDatabase` is false, " Database: ...".
     CBasicString<wchar_t> LoginDetail(const GUID& providerClassId, bool alwaysDatabase) const;
@@ -246,7 +250,8 @@ private:
     CCriticalSection m_csSessionPool;
     // Keeps one thread from tearing the provider objects down while another
     // creates or uses them inside Connect or Release.
-    CCriticalSection m_csProviderObjects;
+    // Mutable: the const IsConnected asks the provider under it too.
+    mutable CCriticalSection m_csProviderObjects;
     IDBInitialize* m_pIDBInitialize = nullptr;
     IDataInitialize* m_pIDataInitialize = nullptr;
     IDBCreateSession* m_pIDBCreateSession = nullptr;

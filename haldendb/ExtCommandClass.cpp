@@ -46,18 +46,12 @@ CBasicString<wchar_t> SelectStatement(const CCommandClass& command, const View& 
                  Keyword(orderBy, L" ORDER BY "), orderBy, end});
 }
 
-// A session of a connected data source. A lost connection has none to give
-// (asking would only add a report); the base re-connects and takes one then.
-boost::shared_ptr<CommandLiveChecker> SessionOf(CDataSource& dataSource) {
-    if (!dataSource.IsConnected())
-        return {};
-    return dataSource.GetCurrentDatabaseSessionCommand();
-}
-
 } // namespace
 
 CExtCommandClass::CExtCommandClass(const std::shared_ptr<CDataSource>& dataSource, int& reconnected)
-    : CCommandClass(dataSource, SessionOf(*dataSource), reconnected) {}
+    // The base takes the session itself, after its one connection check, so
+    // that a construction that throws gives it back.
+    : CCommandClass(dataSource, boost::shared_ptr<CommandLiveChecker>(), reconnected) {}
 
 CExtCommandClass::CExtCommandClass(const CTransactionClass& transaction)
     : CCommandClass(transaction) {}

@@ -92,6 +92,9 @@ bool CSchemaClass::GetDatabases(CStringArray& databases) {
     const LoggingSourcePos position =
         HDB_SOURCE_POS(L"bool __cdecl CSchemaClass::GetDatabases(class CStringArray &)");
     CRowSet rowset(static_cast<IRowset*>(result), *this);
+    // The listing tells its caller about failures only: the rowset keeps the
+    // UI flag and the error callback it took from here, not the success one.
+    rowset.SetCallBackForSuccessMessages(nullptr, nullptr);
     rowset.SetFetchRowCount(CatalogFetchRowCount);
     rowset.BuildRowSet(true, CatalogLongColumnLength);
     // The getters read through the column's cached position, which the

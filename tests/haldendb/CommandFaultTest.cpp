@@ -135,3 +135,34 @@ TEST(CommandRetry, ASevereErrorThrowsAndLeavesTheCommandUsable) {
     EXPECT_EQ(static_cast<ICommandText*>(*command), nullptr);
     EXPECT_TRUE(command->Execute(L"SELECT fine", nullptr));
 }
+
+TEST(CommandConstruction, ASessionHeldByAConstructionThatThrowsIsFreeAgain) {
+    ScriptedSource db;
+    ASSERT_TRUE(db.connected);
+    db.source->SetErrorSeverityMap(std::make_shared<CBaseOLEDBClass::ErrorSeverityMap>(
+        CBaseOLEDBClass::ErrorSeverityMap{{824, 24}}));
+    boost::shared_ptr<CommandLiveChecker> checker = db.source->GetCurrentDatabaseSessionCommand();
+    ASSERT_TRUE(checker && checker->IsInUse());
+
+    // The connection looks lost, and the re-connect meets a severe error
+    // while the command still holds the session it was given.
+    db.provider.AnswerProperty(DBPROPSET_DATASOURCEINFO, DBPROP_CONNECTIONSTATUS,
+                               DBPROPVAL_CS_UNINITIALIZED);
+    db.provider.FailConnect(hdbscripted::SevereError(824));
+    int reconnected = 0;
+    EXPECT_THROW(std::make_shared<CCommandClass>(db.source, checker, reconnected),
+                 severe_sql_error);
+    EXPECT_FALSE(checker->IsInUse());
+    EXPECT_EQ(db.source->GetRunningExecutions(), 0);
+
+    // Back to normal, the next command borrows a session and gives it back.
+    db.provider.FailConnect(std::nullopt);
+    db.provider.AnswerProperty(DBPROPSET_DATASOURCEINFO, DBPROP_CONNECTIONSTATUS,
+                               DBPROPVAL_CS_INITIALIZED);
+    {
+        auto command = db.Command();
+        EXPECT_TRUE(command->Execute(L"SELECT fine", nullptr));
+        EXPECT_EQ(db.source->GetRunningExecutions(), 1);
+    }
+    EXPECT_EQ(db.source->GetRunningExecutions(), 0);
+}

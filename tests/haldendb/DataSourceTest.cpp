@@ -13,6 +13,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
 #include <future>
 #include <memory>
@@ -416,6 +417,35 @@ TEST_F(ConnectionTest, ReleaseWaitsForRunningExecutions) {
     executions.join();
     EXPECT_EQ(source.GetRunningExecutions(), 0);
     EXPECT_EQ(source.GetConnectionState(), CDataSource::eReleased);
+}
+
+TEST_F(ConnectionTest, SessionsAndConnectionChecksAreSafeBesideReconnects) {
+    CDataSource source(CBaseOLEDBClass::eSQLServer);
+    ASSERT_TRUE(source.Connect(CLSID_HDB_SQLOLEDB, L"server", L"u", L"p", L"db"));
+    // Every Connect releases the provider objects and makes new ones; the
+    // other thread keeps asking them. Without a callback, the reports of
+    // the moments without a data source object go nowhere.
+    std::atomic<bool> stop{false};
+    std::atomic<int> lent{0};
+    std::thread asker([&] {
+        while (!stop.load()) {
+            source.IsConnected();
+            if (boost::shared_ptr<CommandLiveChecker> checker =
+                    source.GetCurrentDatabaseSessionCommand()) {
+                ++lent;
+                checker->SetInUse(false);
+            }
+        }
+    });
+    int connects = 0;
+    for (int round = 0; round < 200; ++round)
+        connects += source.Connect() ? 1 : 0;
+    stop = true;
+    asker.join();
+    EXPECT_EQ(connects, 200);
+    EXPECT_GT(lent.load(), 0);
+    EXPECT_TRUE(source.IsConnected());
+    EXPECT_TRUE(source.Release());
 }
 
 // ------------------------------------------------------------------ provider answers

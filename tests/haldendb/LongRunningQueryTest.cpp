@@ -98,3 +98,24 @@ TEST(LongRunningQuery, ANoOrNoCallbackLetsTheStatementFinish) {
     EXPECT_FALSE(command->Execute(L"SELECT * FROM nowhere", nullptr));
     EXPECT_EQ(db.errors.reports.size(), 1u);
 }
+
+TEST(LongRunningQuery, ACallbackMayDropTheCommandsPointerToItsCancelObject) {
+    SqliteSource db;
+    ASSERT_TRUE(db.connected);
+    auto command = db.Command();
+    auto asked = std::make_shared<std::atomic<int>>(0);
+    // The command holds the only reference; the callback drops it and then
+    // still reads its own captures, which must outlive the question.
+    command->SetPtrCancelLongRunningQuery(std::make_shared<Cancel>(
+        [raw = command.get(), asked, label = std::wstring(64, L'x')](Cancel&) {
+            raw->SetPtrCancelLongRunningQuery(nullptr);
+            ++*asked;
+            return label.size() == 64;
+        }));
+    EXPECT_FALSE(command->Execute(EndlessQuery, nullptr));
+    EXPECT_EQ(asked->load(), 1);
+    EXPECT_FALSE(command->IsLongRunningQuery());
+    EXPECT_TRUE(db.errors.reports.empty());
+    // Without a cancel object the next statement runs the plain way.
+    EXPECT_TRUE(command->Execute(L"SELECT 1", nullptr));
+}
