@@ -691,9 +691,9 @@ void CCommandClass::SetupRowSet(bool streams) {
     m_pRowSet->SetUIEnabled(m_bUIEnabled);
     m_pRowSet->SetCallBackForErrorMessages(m_pErrorCallback, m_pErrorUserObject);
     m_pRowSet->SetCallBackForSuccessMessages(m_pSuccessCallback, m_pSuccessUserObject);
-    // A limited command never needs more rows per fetch than its limit.
-    if (m_nMaxRowCount < NoRowLimit && m_nMaxRowCount < m_pRowSet->GetFetchRowCount())
-        m_pRowSet->SetFetchRowCount(m_nMaxRowCount > 0 ? m_nMaxRowCount : 1);
+    // The rowset itself stops at the limit and never fetches beyond it.
+    if (m_nMaxRowCount < NoRowLimit)
+        m_pRowSet->SetMaxRowCount(m_nMaxRowCount);
     // A failed build has been reported; the rowset then answers no rows.
     m_pRowSet->BuildRowSet(true, m_nStreamSize);
 }

@@ -77,16 +77,35 @@ TEST(CommandExecution, SelectsLeaveTheirRowsetAndNoCommandObject) {
     EXPECT_TRUE(command->Release());
 }
 
-TEST(CommandExecution, ARowLimitCapsTheRowsPerFetch) {
+TEST(CommandExecution, ARowLimitEndsTheSelectAfterExactlyThatManyRows) {
     SqliteSource db;
     ASSERT_TRUE(db.connected);
     auto command = db.Command();
-    command->SetMaxRowCount(3);
-    ASSERT_TRUE(command->SelectExecute(L"SELECT 1 AS v UNION ALL SELECT 2"));
-    EXPECT_EQ(command->GetRowSet()->GetFetchRowCount(), 3u);
-    command->SetMaxRowCount(CCommandClass::NoRowLimit);
-    ASSERT_TRUE(command->SelectExecute(L"SELECT 1 AS v"));
-    EXPECT_EQ(command->GetRowSet()->GetFetchRowCount(), CRowSet::DefaultFetchRowCount);
+    // More rows than one fetch brings, so a limit of 25 spans two batches.
+    const wchar_t* const sixty =
+        L"WITH RECURSIVE c(v) AS (SELECT 1 UNION ALL SELECT v + 1 FROM c WHERE v < 60) "
+        L"SELECT v FROM c";
+    auto count = [&](ULONGLONG limit) {
+        command->SetMaxRowCount(limit);
+        EXPECT_TRUE(command->SelectExecute(sixty)) << limit;
+        CRowSet* rowset = command->GetRowSet();
+        if (rowset == nullptr)
+            return -1;
+        const size_t v = rowset->GetColumnsOrdinal(L"v");
+        int rows = 0;
+        while (rowset->FetchNext()) {
+            ++rows;
+            EXPECT_EQ(rowset->GetCurrColumnsInt64(v), rows) << limit;
+        }
+        // Asked again after the limit, the rowset stays at its end.
+        EXPECT_FALSE(rowset->FetchNext()) << limit;
+        return rows;
+    };
+    EXPECT_EQ(count(0), 0);
+    EXPECT_EQ(count(1), 1);
+    EXPECT_EQ(count(25), 25);
+    EXPECT_EQ(count(CCommandClass::NoRowLimit), 60);
+    EXPECT_TRUE(db.errors.reports.empty());
 }
 
 TEST(CommandExecution, CreateRowSetWrapsARowsetObtainedElsewhere) {
