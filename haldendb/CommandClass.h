@@ -166,6 +166,8 @@ public:
     bool SetStreamSize(const CBasicStringView<wchar_t>& path);
     ULONG GetStreamSize() const { return m_nStreamSize; }
 
+    // The most rows the rowset of a select delivers; NoRowLimit (the
+    // default) sets none, 0 delivers none. Read when the rowset is made.
     ULONGLONG GetMaxRowCount() const { return m_nMaxRowCount; }
     void SetMaxRowCount(ULONGLONG count) { m_nMaxRowCount = count; }
     static ULONGLONG GetFetchRowCount() { return DefaultFetchRowCount; }
