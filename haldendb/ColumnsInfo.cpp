@@ -103,7 +103,9 @@ DBORDINAL CColumnsInfo::GetColumnsOrdinal(const CBasicStringView<wchar_t>& name)
 
     for (DBORDINAL i = 0; i < m_nColumns; ++i) {
         const DBCOLUMNINFO& column = m_pColumnInfo[i];
-        const bool same = column.pwszName != nullptr && column.pwszName == name.data();
+        // The view may be the description's own name, or no text for a
+        // column without one.
+        const bool same = column.pwszName == name.data();
         const bool matches = same || (column.pwszName != nullptr && name.data() != nullptr &&
                                       _wcsnicmp(column.pwszName, name.data(), name.size()) == 0);
         if (!matches)

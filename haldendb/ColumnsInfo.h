@@ -47,7 +47,9 @@ public:
     // exact, case-sensitive repeats. Otherwise the array is scanned in order
     // and the first column whose name starts with `name`, compared without
     // case over the length of `name`, wins: a short name also finds a longer
-    // column that begins with it. The text found this way is cached.
+    // column that begins with it. A column whose name pointer is the view's
+    // own text matches as well, so a view without text finds the first
+    // column without a name. The text found this way is cached.
     DBORDINAL GetColumnsOrdinal(const CBasicStringView<wchar_t>& name) const;
 
     // Whether the first column is a bookmark; computed once and kept for the

@@ -55,6 +55,15 @@ TEST_F(ScriptedColumns, NamesResolveFromTheCacheFirstThenByCaseInsensitivePrefix
     EXPECT_EQ(info.GetColumnName(9).data(), nullptr);
 }
 
+TEST_F(ScriptedColumns, NameViewOfTheDescriptionItselfFindsItsColumn) {
+    provider.columns = {Column(1, DBTYPE_I4, 4), Column(2, DBTYPE_I4, 4)};
+    provider.names = {L"", L"id"};
+    CColumnsInfo& info = *static_cast<CColumnsInfo*>(Build(false));
+    // A column without a name is what a view without text points at.
+    EXPECT_EQ(info.GetColumnsOrdinal(CBasicStringView<wchar_t>()), 1u);
+    EXPECT_EQ(info.GetColumnsOrdinal(info.GetColumnName(2)), 2u);
+}
+
 TEST_F(ScriptedColumns, BookmarkColumnIsCountedApart) {
     provider.columns = {Column(0, DBTYPE_BYTES, 8, DBCOLUMNFLAGS_ISBOOKMARK),
                         Column(1, DBTYPE_I4, 4), Column(2, DBTYPE_WSTR, 10)};
