@@ -400,10 +400,13 @@ constexpr unsigned int MsgTypeMismatch = 15545;
 // The result code of a getter asked for a type it cannot give.
 constexpr HRESULT TypeMismatchResult = static_cast<HRESULT>(0xFFFFFFFF);
 
+// Zeroed bytes behind the columns of the row buffer: a value read wider than
+// its binding (a UI2 read as four bytes) at the end of the row stays inside
+// the allocation.
+constexpr DBLENGTH RowDataSpareBytes = 8;
+
 // Stream reads after the first go in steps of this many characters.
 constexpr size_t StreamReadStep = 64001;
-// Fewer bytes than this in the first 8-bit read mean the stream is done.
-constexpr ULONG AnsiFirstReadComplete = 64000;
 
 size_t LengthUpTo(const char* text, size_t most) {
     return strnlen(text, most);
@@ -496,6 +499,10 @@ CRowSet::~CRowSet() {
 }
 
 bool CRowSet::BuildRowSet(bool withBookmark, ULONG longColumnLength) {
+    // A rebuild starts a new walk with a new layout: what the last walk holds
+    // goes back while its bindings still describe the row buffer, and buffer
+    // and handle array are made anew at the next fetch.
+    FreeRowStructures();
     // Accessor and bindings refer to the column descriptions: they go first.
     m_pAccessor.reset();
     m_pColumnBindings.reset();
@@ -521,22 +528,25 @@ bool CRowSet::BuildAccessor() {
     return m_pAccessor->BuildAccessor();
 }
 
-bool CRowSet::Release() {
+void CRowSet::FreeRowStructures() {
     ReleaseRowStreams();
+    // Nothing to do about a failure here: the handles are gone either way.
+    ReleaseFetchedRows();
     if (m_pRowData != nullptr) {
         FreeTaskMemory(m_pRowData);
         m_pRowData = nullptr;
     }
     if (m_pHRows != nullptr) {
-        if (m_pIRowset != nullptr && m_nRowsObtained != 0)
-            m_pIRowset->ReleaseRows(m_nRowsObtained, m_pHRows, nullptr, nullptr, nullptr);
         FreeTaskMemory(m_pHRows);
         m_pHRows = nullptr;
         m_nHRowsCapacity = 0;
     }
-    m_nRowsObtained = 0;
-    m_nCurrentRow = 0;
+    m_StreamsHandedOut.clear();
     m_nRowsDelivered = 0;
+}
+
+bool CRowSet::Release() {
+    FreeRowStructures();
     m_pAccessor.reset();
     m_pColumnBindings.reset();
     m_pColumnsInfo.reset();
@@ -562,7 +572,7 @@ bool CRowSet::AllocDataMemory() {
         return true;
     if (!m_pColumnBindings)
         return false;
-    const DBLENGTH size = m_pColumnBindings->GetColumnsSize();
+    const DBLENGTH size = m_pColumnBindings->GetColumnsSize() + RowDataSpareBytes;
     m_pRowData = static_cast<BYTE*>(AllocTaskMem(size));
     if (m_pRowData == nullptr)
         return false;
@@ -656,10 +666,15 @@ HRESULT CRowSet::ReleaseFetchedRows() {
 }
 
 bool CRowSet::ReadData() {
+    // Past the end of the batch (also once the result is done) there is no
+    // row handle to read.
     if (m_pIRowset == nullptr || !m_pAccessor || m_pHRows == nullptr || m_pRowData == nullptr ||
-        m_nCurrentRow >= m_nHRowsCapacity)
+        m_nCurrentRow >= m_nHRowsCapacity || m_nCurrentRow >= m_nRowsObtained)
         return false;
     ReleaseRowStreams();
+    // The streams of the new row are all the rowset's until handed out.
+    m_StreamsHandedOut.assign(
+        m_pColumnBindings ? static_cast<size_t>(m_pColumnBindings->GetColumnCount()) : 0, false);
     const HRESULT hr = m_pIRowset->GetData(m_pHRows[m_nCurrentRow],
                                            static_cast<HACCESSOR>(*m_pAccessor), m_pRowData);
     // Also after a partial failure: streams delivered for the other columns
@@ -681,6 +696,9 @@ void CRowSet::ReleaseRowStreams() {
     const DBORDINAL count = m_pColumnBindings->GetColumnCount();
     for (DBORDINAL i = 0; bindings != nullptr && i < count; ++i) {
         const DBBINDING& binding = bindings[i];
+        // A stream handed out is the taker's to release.
+        if (i < m_StreamsHandedOut.size() && m_StreamsHandedOut[static_cast<size_t>(i)])
+            continue;
         if (binding.wType != DBTYPE_IUNKNOWN ||
             Load<DBSTATUS>(m_pRowData + binding.obStatus) != DBSTATUS_S_OK)
             continue;
@@ -886,8 +904,10 @@ double CRowSet::GetCurrColumnsLONG(size_t ordinal, const db_col_access_helper& h
         return value ? value[0] : 0.0;
     case DBTYPE_UI2:
     case DBTYPE_UI4:
-        // Four bytes for both: a UI2 value is followed by its binding's
-        // spare bytes, which the provider leaves zero.
+        // Four bytes for both, which applications rely on: after a UI2 value
+        // come the first bytes of the next column's status (zero while that
+        // column holds a value) or, after the last column, the row buffer's
+        // zeroed spare bytes.
         return value ? Load<ULONG>(value) : 0.0;
     case DBTYPE_I8:
     case DBTYPE_UI8:
@@ -934,6 +954,7 @@ LONGLONG CRowSet::GetCurrColumnsInt64(size_t ordinal, const db_col_access_helper
         return value ? value[0] : 0;
     case DBTYPE_UI2:
     case DBTYPE_UI4:
+        // Four bytes for both, as in GetCurrColumnsLONG.
         return value ? Load<ULONG>(value) : 0;
     case DBTYPE_I8:
     case DBTYPE_UI8:
@@ -1249,8 +1270,11 @@ ISequentialStream* CRowSet::GetCurrColumnsSequentialStream(size_t ordinal,
         return nullptr;
     if (!IsStreamInterface(ordinal) || helper.boundType != DBTYPE_IUNKNOWN)
         return nullptr;
-    if (ISequentialStream* stream = StreamInRow(helper); stream != nullptr)
+    if (ISequentialStream* stream = StreamInRow(helper); stream != nullptr) {
+        if (helper.bindingIndex < m_StreamsHandedOut.size())
+            m_StreamsHandedOut[static_cast<size_t>(helper.bindingIndex)] = true;
         return stream;
+    }
     CheckError(TypeMismatchResult, MsgCantGetBlobInterface, m_pIRowset, IID_IRowset,
                HDB_SOURCE_POS(L"struct ISequentialStream *__cdecl "
                               L"CRowSet::GetCurrColumnsSequentialStream" HDB_ROWSET_HELPER_ARGS),
@@ -1285,11 +1309,13 @@ char* CRowSet::ReadAnsiFromSequentialStream(size_t ordinal, const db_col_access_
         return g_EmptyAnsi;
     }
 
+    const ULONG firstRequest = static_cast<ULONG>(m_nAnsiReadCapacity - 1);
     ULONG read = 0;
-    stream->Read(m_pAnsiReadBuffer.get(), static_cast<ULONG>(m_nAnsiReadCapacity - 1), &read);
+    stream->Read(m_pAnsiReadBuffer.get(), firstRequest, &read);
     m_pAnsiReadBuffer[read] = '\0';
-    // More may follow.
-    if (read >= AnsiFirstReadComplete)
+    // Only a full buffer leaves more to read; the buffer keeps the size an
+    // earlier long value gave it.
+    if (read >= firstRequest)
         ReadStreamRemainder(stream, m_pAnsiReadBuffer, m_nAnsiReadCapacity);
     GiveBackStream(stream, helper);
     return m_pAnsiReadBuffer.get();

@@ -85,8 +85,10 @@ public:
     CRowSet& operator=(const CRowSet&) = delete;
     ~CRowSet() override;
 
-    // Describes the columns, lays out the bindings (long columns as streams
-    // when that switch is on) and creates the accessor; the helper array
+    // Gives back the rows, streams, row buffer and handle array of an earlier
+    // build (the walk starts over at the provider's next row), describes the
+    // columns, lays out the bindings (long columns as streams when that
+    // switch is on) and creates the accessor; the helper array
     // grows to one entry per bound column plus one (entry 0 belongs to the
     // bookmark). False after a report at the failing step.
     virtual bool BuildRowSet(bool withBookmark, ULONG longColumnLength);
@@ -100,13 +102,14 @@ public:
     // Allocates the handle array and the row buffer and fetches the first
     // batch; true when it holds at least one row.
     bool SetupRowStructures();
-    // Allocates the zero-filled row buffer if it is missing.
+    // Allocates the zero-filled row buffer if it is missing: the columns and
+    // a few spare bytes behind them.
     bool AllocDataMemory();
 
     // Moves to the next row: the first call positions on the first row; a
     // used-up batch is released and the next one fetched. False at the end
-    // of the result (IsEOS() then holds) or after a report. Once it has
-    // answered false at the end, do not call it again.
+    // of the result (IsEOS() then holds) or after a report; called again
+    // after the end it keeps answering false.
     bool FetchNext();
     // Only forward reading is offered: these answer false and change nothing.
     bool FetchFirst() { return false; }
@@ -118,7 +121,9 @@ public:
     DBCOUNTITEM GetRowsObtained() const { return m_nRowsObtained; }
     // The batch size. The handle array is sized by it at the first fetch, so
     // set it before the first FetchNext; a later change never asks for more
-    // rows than the array holds.
+    // rows than the array holds. Lowered after the first fetch, it ends the
+    // current batch early: the batch is released once that many of its rows
+    // were read, and its remaining rows are lost.
     DBCOUNTITEM GetFetchRowCount() const { return m_nFetchRowCount; }
     void SetFetchRowCount(DBCOUNTITEM count) { m_nFetchRowCount = count; }
 
@@ -313,8 +318,9 @@ public:
 
     // The stream a long column holds in the current row; null for NULL, for
     // a column not bound as a stream, and (after a report, 15530) when the
-    // provider could not create it. The reference stays with the row: give
-    // it back with FreeSequentialStreamAllocator, never with Release.
+    // provider could not create it. The reference passes to the caller: give
+    // it back with FreeSequentialStreamAllocator while the row is current, or
+    // with Release; the rowset does not release it again when it moves on.
     ISequentialStream* GetCurrColumnsSequentialStream(size_t ordinal);
     // Frees a column's stream and clears it in the row; false without one.
     bool FreeSequentialStreamAllocator(size_t ordinal);
@@ -446,8 +452,12 @@ protected:
     const BYTE* ValueOf(const db_col_access_helper& helper) const;
     // Reports a getter asked for a type it cannot give.
     void ReportTypeMismatch(const LoggingSourcePos& position);
-    // Gives back the streams a fetched row still holds.
+    // Gives back the streams a fetched row still holds, except those handed
+    // out.
     void ReleaseRowStreams();
+    // Gives back the row streams and rows held, frees row buffer and handle
+    // array and resets the row counters.
+    void FreeRowStructures();
     // Releases the rows of the current batch and leaves the rowset at the
     // end of the result; the provider's answer (S_OK when none were held).
     HRESULT ReleaseFetchedRows();
@@ -469,6 +479,9 @@ protected:
     // Set while the row buffer holds streams a fetch delivered that nobody
     // took out yet; they are given back before the next fetch or release.
     bool m_bRowHoldsFetchedStreams = false;
+    // By binding index: the streams of the current row handed out by
+    // GetCurrColumnsSequentialStream, which belong to their taker.
+    std::vector<bool> m_StreamsHandedOut;
     // The stream read buffers and their capacities in characters; the 8-bit
     // one also takes the text of NUMERIC values.
     std::unique_ptr<char[]> m_pAnsiReadBuffer;

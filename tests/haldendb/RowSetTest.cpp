@@ -95,12 +95,10 @@ TEST_P(LimitTest, RowLimitEndsTheResultAndIsNeverFetchedBeyond) {
     EXPECT_EQ(static_cast<ULONGLONG>(delivered), std::min<ULONGLONG>(p.rows, p.limit));
     EXPECT_EQ(batches, p.batches);
     EXPECT_TRUE(rowset->IsEOS());
-    // Asked again after the limit, the answer stays the same.
-    if (p.limit < static_cast<ULONGLONG>(p.rows)) {
-        EXPECT_FALSE(rowset->FetchNext());
-        EXPECT_FALSE(rowset->FetchNext());
-        EXPECT_TRUE(rowset->IsEOS());
-    }
+    // Asked again after the end or the limit, the answer stays the same.
+    EXPECT_FALSE(rowset->FetchNext());
+    EXPECT_FALSE(rowset->FetchNext());
+    EXPECT_TRUE(rowset->IsEOS());
     EXPECT_TRUE(frame.errors.reports.empty());
 }
 
@@ -230,6 +228,32 @@ TEST(ScriptedRowSet, RowTheProviderCannotDeliverEndsTheWalkWithAReport) {
     EXPECT_EQ(frame.errors.reports[0].hr, DB_E_BADROWHANDLE);
     EXPECT_EQ(frame.errors.reports[0].function, L"bool __cdecl CRowSet::ReadData(void)");
     EXPECT_EQ(provider.references.load(), 0u);
+}
+
+TEST_F(RowSetTest, RebuildAfterFetchingStartsOverWithTheNewLayout) {
+    db.Exec(L"CREATE TABLE t (id INTEGER, body TEXT)");
+    db.Exec(L"INSERT INTO t VALUES (1, 'one'), (2, printf('%.*c', 3000, 'x')), (3, 'three')");
+    auto rowset = Open(L"SELECT id, body FROM t ORDER BY id");
+    // One row per batch, so that the rows after the first are still to come.
+    rowset->SetFetchRowCount(1);
+    ASSERT_TRUE(rowset->FetchNext());
+    ASSERT_TRUE(rowset->IsStreamInterface(2));
+
+    // Rebuilt with the long text in the row: the row buffer grows, the rows
+    // and the stream of the first row go back, and the walk goes on.
+    rowset->SetLongColumnsAsStreams(false);
+    ASSERT_TRUE(rowset->BuildRowSet(false, 4000));
+    ASSERT_TRUE(rowset->IsString(2));
+    EXPECT_EQ(rowset->GetRowsObtained(), 0u);
+    const size_t id = rowset->GetColumnsOrdinal(HdbLiteralView(L"id"));
+    ASSERT_TRUE(rowset->FetchNext());
+    EXPECT_EQ(rowset->GetCurrColumnsInt64(id), 2);
+    const size_t body = rowset->GetColumnsOrdinal(HdbLiteralView(L"body"));
+    EXPECT_EQ(std::string(rowset->GetCurrColumnsChar(body)), std::string(3000, 'x'));
+    ASSERT_TRUE(rowset->FetchNext());
+    EXPECT_EQ(rowset->GetCurrColumnsInt64(id), 3);
+    EXPECT_FALSE(rowset->FetchNext());
+    EXPECT_TRUE(frame.errors.reports.empty());
 }
 
 TEST_F(RowSetTest, ConversionLibraryIsCreatedOnceAndKept) {

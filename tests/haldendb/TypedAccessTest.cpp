@@ -301,6 +301,29 @@ TEST(ScriptedTypes, NarrowTypesAndEightBitText) {
     EXPECT_EQ(provider.references.load(), 0u);
 }
 
+// The four-byte read of a UI2 value must stay inside the row buffer when the
+// column is the last of the row.
+TEST(ScriptedTypes, UnsignedShortAsTheLastColumn) {
+    RowSetFrame frame;
+    ScriptedRowset provider;
+    provider.columns = {Column(1, DBTYPE_I4, 4), Column(2, DBTYPE_UI2, 2)};
+    provider.names = {L"i", L"u2"};
+    provider.rows = {{Cell::Of<LONG>(7), Cell::Of<USHORT>(65535)}};
+    provider.AddRef();
+    {
+        CRowSet r(static_cast<IRowset*>(&provider), frame);
+        ASSERT_TRUE(r.BuildRowSet(false, 65000));
+        const size_t u2 = r.GetColumnsOrdinal(HdbLiteralView(L"u2"));
+        ASSERT_EQ(u2, 2u);
+        ASSERT_TRUE(r.FetchNext());
+        EXPECT_EQ(r.GetCurrColumnsLONG(u2), 65535.0);
+        EXPECT_EQ(r.GetCurrColumnsInt64(u2), 65535);
+        EXPECT_EQ(r.GetCurrColumnsDWORD64(u2), 65535u);
+        EXPECT_TRUE(frame.errors.reports.empty());
+    }
+    EXPECT_EQ(provider.references.load(), 0u);
+}
+
 // An empty text, from a scripted result.
 TEST(ScriptedTypes, EmptyWideTextIsNoNumberAndNoValue) {
     RowSetFrame frame;
@@ -404,6 +427,49 @@ TEST_F(LongValues, StreamTakenOutOfTheRowIsGoneFromIt) {
     // Rows whose streams nobody reads give them back when the walk moves on.
     while (r.FetchNext()) {
     }
+    EXPECT_TRUE(TakeReports().empty());
+}
+
+TEST_F(LongValues, StreamReleasedByItsTakerIsNotReleasedAgain) {
+    auto rowset = Open(L"SELECT k, body, data FROM b ORDER BY k");
+    CRowSet& r = *rowset;
+    const size_t data = Ordinal(r, L"data");
+    ASSERT_TRUE(r.FetchNext());
+    ISequentialStream* stream = r.GetCurrColumnsSequentialStream(data);
+    ASSERT_NE(stream, nullptr);
+    stream->Release();
+    // The next row replaces the first: only its unread body stream goes back.
+    ASSERT_TRUE(r.FetchNext());
+    EXPECT_EQ(std::strlen(r.GetCurrColumnsChar(data)), 63999u);
+    EXPECT_TRUE(TakeReports().empty());
+}
+
+// Exposes the capacity of the 8-bit stream read buffer.
+class ReadBufferProbe : public CRowSet {
+public:
+    using CRowSet::CRowSet;
+    size_t AnsiCapacity() const { return m_nAnsiReadCapacity; }
+};
+
+TEST_F(TypedAccess, StreamReadBufferGrowsOnlyForLongerValues) {
+    db.Exec(L"CREATE TABLE s (k INTEGER, data BLOB)");
+    for (int size : {70000, 64000, 64000, 128001, 10})
+        db.Exec(L"INSERT INTO s VALUES (" + std::to_wstring(size) + L", CAST(printf('%.*c', " +
+                std::to_wstring(size) + L", 'q') AS BLOB))");
+    ReadBufferProbe r(db.Query(L"SELECT k, data FROM s ORDER BY rowid"), frame);
+    ASSERT_TRUE(r.BuildRowSet(false, 65000));
+    const size_t k = Ordinal(r, L"k");
+    const size_t data = Ordinal(r, L"data");
+    std::vector<size_t> capacities;
+    while (r.FetchNext()) {
+        EXPECT_EQ(std::strlen(r.GetCurrColumnsChar(data)),
+                  static_cast<size_t>(r.GetCurrColumnsInt64(k)));
+        capacities.push_back(r.AnsiCapacity());
+    }
+    // One step beyond the first buffer holds 70000 bytes and the 64000 that
+    // follow; 128001 bytes fill it exactly and take one more step.
+    const size_t step = CRowSet::DefaultStreamReadCapacity;
+    EXPECT_EQ(capacities, (std::vector<size_t>{2 * step, 2 * step, 2 * step, 3 * step, 3 * step}));
     EXPECT_TRUE(TakeReports().empty());
 }
 
