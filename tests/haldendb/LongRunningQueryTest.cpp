@@ -108,6 +108,9 @@ TEST(LongRunningQuery, ACallbackMayDropTheCommandsPointerToItsCancelObject) {
     // still reads its own captures, which must outlive the question.
     command->SetPtrCancelLongRunningQuery(std::make_shared<Cancel>(
         [raw = command.get(), asked, label = std::wstring(64, L'x')](Cancel&) {
+            // Callbacks pace the watcher; this one lets the statement start
+            // first, as a caller's polling interval would.
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
             raw->SetPtrCancelLongRunningQuery(nullptr);
             ++*asked;
             return label.size() == 64;
