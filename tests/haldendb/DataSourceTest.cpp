@@ -440,6 +440,10 @@ TEST_F(ConnectionTest, SessionsAndConnectionChecksAreSafeBesideReconnects) {
     int connects = 0;
     for (int round = 0; round < 200; ++round)
         connects += source.Connect() ? 1 : 0;
+    // The reconnects may leave the asker no moment with a session; once
+    // connected for good it must get one.
+    for (int wait = 0; wait < 200 && lent.load() == 0; ++wait)
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
     stop = true;
     asker.join();
     EXPECT_EQ(connects, 200);
