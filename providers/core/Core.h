@@ -243,9 +243,9 @@ class Rowset : public RefCounted,
                public IConvertType,
                public ISupportErrorInfo {
 public:
-    // statement: executed, its cursor open (or at its end). spec: the command
+    // statement: executed, its cursor open (or at its end). creator: the command
     // (or session) that made the rowset.
-    Rowset(Session* session, IUnknown* spec, std::shared_ptr<backend::Statement> statement,
+    Rowset(Session* session, IUnknown* creator, std::shared_ptr<backend::Statement> statement,
            std::vector<backend::ColumnInfo> columns, const PropertyStore& props,
            const AccessorTable* inherited);
     HDB_CORE_IUNKNOWN
@@ -290,7 +290,7 @@ public:
                                             DBPROPSET** out) override;
     HRESULT STDMETHODCALLTYPE GetReferencedRowset(DBORDINAL ordinal, REFIID riid,
                                                   IUnknown** rowset) override;
-    HRESULT STDMETHODCALLTYPE GetSpecification(REFIID riid, IUnknown** spec) override;
+    HRESULT STDMETHODCALLTYPE GetSpecification(REFIID riid, IUnknown** creator) override;
     HRESULT STDMETHODCALLTYPE CanConvert(DBTYPE from, DBTYPE to, DBCONVERTFLAGS flags) override;
     HRESULT STDMETHODCALLTYPE InterfaceSupportsErrorInfo(REFIID riid) override;
 
@@ -321,7 +321,7 @@ private:
                         DBSTATUS& status);
 
     ComPtr<Session> m_session;
-    ComPtr<IUnknown> m_spec;
+    ComPtr<IUnknown> m_creator;
     std::shared_ptr<backend::Statement> m_statement;
     std::vector<backend::ColumnInfo> m_columns;
     PropertyStore m_props;
@@ -353,7 +353,7 @@ std::shared_ptr<backend::Statement> MemoryStatement(std::vector<backend::ColumnI
 // failures as OLE DB asks of OpenRowset and Execute: required properties that
 // cannot be met fail with DB_E_ERRORSOCCURRED, optional ones give
 // DB_S_ERRORSOCCURRED.
-HRESULT MakeRowset(Session* session, IUnknown* spec, std::shared_ptr<backend::Statement> stmt,
+HRESULT MakeRowset(Session* session, IUnknown* creator, std::shared_ptr<backend::Statement> stmt,
                    const PropertyStore& props, const AccessorTable* inherited, REFIID riid,
                    IUnknown** out);
 

@@ -162,7 +162,7 @@ std::shared_ptr<backend::Statement> MemoryStatement(std::vector<backend::ColumnI
     return stmt;
 }
 
-HRESULT MakeRowset(Session* session, IUnknown* spec, std::shared_ptr<backend::Statement> stmt,
+HRESULT MakeRowset(Session* session, IUnknown* creator, std::shared_ptr<backend::Statement> stmt,
                    const PropertyStore& props, const AccessorTable* inherited, REFIID riid,
                    IUnknown** out) {
     std::vector<backend::ColumnInfo> columns;
@@ -170,7 +170,7 @@ HRESULT MakeRowset(Session* session, IUnknown* spec, std::shared_ptr<backend::St
     if (!stmt->DescribeResult(columns, diag))
         return ReportDiagnostics(session->Source(), ResultOf(diag), IID_IRowset, diag);
     auto* rowset = new (std::nothrow)
-        Rowset(session, spec, std::move(stmt), std::move(columns), props, inherited);
+        Rowset(session, creator, std::move(stmt), std::move(columns), props, inherited);
     if (rowset == nullptr)
         return E_OUTOFMEMORY;
     HRESULT hr = rowset->QueryInterface(riid, reinterpret_cast<void**>(out));
@@ -180,10 +180,10 @@ HRESULT MakeRowset(Session* session, IUnknown* spec, std::shared_ptr<backend::St
 
 // ------------------------------------------------------------ rowset
 
-Rowset::Rowset(Session* session, IUnknown* spec, std::shared_ptr<backend::Statement> statement,
+Rowset::Rowset(Session* session, IUnknown* creator, std::shared_ptr<backend::Statement> statement,
                std::vector<backend::ColumnInfo> columns, const PropertyStore& props,
                const AccessorTable* inherited)
-    : m_session(session), m_spec(spec), m_statement(std::move(statement)),
+    : m_session(session), m_creator(creator), m_statement(std::move(statement)),
       m_columns(std::move(columns)), m_props(props) {
     if (inherited != nullptr)
         m_accessors.InheritFrom(*inherited);
@@ -829,13 +829,13 @@ HRESULT Rowset::GetReferencedRowset(DBORDINAL ordinal, REFIID, IUnknown** rowset
     return ordinal > m_columns.size() ? DB_E_BADORDINAL : DB_E_NOTAREFERENCECOLUMN;
 }
 
-HRESULT Rowset::GetSpecification(REFIID riid, IUnknown** spec) {
-    if (spec == nullptr)
+HRESULT Rowset::GetSpecification(REFIID riid, IUnknown** creator) {
+    if (creator == nullptr)
         return E_INVALIDARG;
-    *spec = nullptr;
-    if (!m_spec)
+    *creator = nullptr;
+    if (!m_creator)
         return S_FALSE;
-    return m_spec->QueryInterface(riid, reinterpret_cast<void**>(spec));
+    return m_creator->QueryInterface(riid, reinterpret_cast<void**>(creator));
 }
 
 HRESULT Rowset::CanConvert(DBTYPE from, DBTYPE to, DBCONVERTFLAGS) {
