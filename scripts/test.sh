@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Installs what is missing, builds every configuration once and runs every
-# test through ctest: the regular build (with the Windows compile check and
+# Installs what is missing, starts the private database servers, builds every
+# configuration once and runs every test through ctest: the regular build (with the Windows compile check and
 # the installed-package check) and an AddressSanitizer build.
 set -euo pipefail
 
@@ -8,6 +8,13 @@ root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
 cd "$root"
 
 scripts/install-deps.sh
+
+# The private database servers run for the whole test run and are stopped
+# however it ends; their connection strings reach the tests through the
+# environment.
+scripts/servers.sh start
+trap 'scripts/servers.sh stop' EXIT
+eval "$(scripts/servers.sh env)"
 
 jobs="$(nproc)"
 
