@@ -1,5 +1,5 @@
-// Conversions between wide text, UTF-8 and the process's narrow ("ANSI")
-// encoding. Every conversion of the project goes through these helpers, so
+// Conversions between wide text, UTF-8, UTF-16 and the process's narrow
+// ("ANSI") encoding. Every conversion of the project goes through these helpers, so
 // that one place decides how broken input is repaired and which narrow
 // encoding is meant.
 //
@@ -52,6 +52,16 @@ inline std::string AnsiFromWide(std::wstring_view wide, bool* usedDefault = null
 // Whether the process's narrow encoding is UTF-8 (on Linux also when the
 // locale is the plain C/POSIX one).
 inline bool AnsiIsUtf8();
+
+// Wide text of UTF-16 input (the text of ODBC's wide calls); each lone
+// surrogate becomes U+FFFD.
+inline std::wstring WideFromUtf16(std::u16string_view utf16);
+// The same appended to out, for a reader that reuses one buffer.
+inline void AppendWideFromUtf16(std::wstring& out, std::u16string_view utf16);
+
+// UTF-16 of wide text; lone surrogates (and on Linux values outside Unicode)
+// become U+FFFD.
+inline std::u16string Utf16FromWide(std::wstring_view wide);
 
 namespace detail {
 
@@ -215,6 +225,19 @@ std::size_t EncodeUnitsToUtf8(std::basic_string_view<Unit> text, String& out) {
         i += d.length;
     }
     return replaced;
+}
+
+// Appends UTF-16 or UTF-32 text as UTF-16 or UTF-32 units (OutString's unit
+// decides); ill-formed units become U+FFFD.
+template <class OutString, class Unit>
+void AppendTranscodedUnits(OutString& out, std::basic_string_view<Unit> text) {
+    out.reserve(out.size() + text.size());
+    std::size_t i = 0;
+    while (i < text.size()) {
+        const DecodedChar d = DecodeUnits(text.data() + i, text.size() - i);
+        AppendUnits(out, d.codePoint);
+        i += d.length;
+    }
 }
 
 // True for names of UTF-8 and of the 7-bit ASCII of a plain C/POSIX locale.
@@ -461,6 +484,22 @@ inline bool AnsiIsUtf8() {
     }();
     return isUtf8;
 #endif
+}
+
+inline std::wstring WideFromUtf16(std::u16string_view utf16) {
+    std::wstring out;
+    detail::AppendTranscodedUnits(out, utf16);
+    return out;
+}
+
+inline void AppendWideFromUtf16(std::wstring& out, std::u16string_view utf16) {
+    detail::AppendTranscodedUnits(out, utf16);
+}
+
+inline std::u16string Utf16FromWide(std::wstring_view wide) {
+    std::u16string out;
+    detail::AppendTranscodedUnits(out, wide);
+    return out;
 }
 
 inline std::wstring WideFromAnsi(std::string_view narrow) {

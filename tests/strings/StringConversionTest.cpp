@@ -117,6 +117,25 @@ TEST(Utf8Conversion, IllFormedWideTextBecomesReplacementCharacters) {
     }
 }
 
+TEST(Utf16Conversion, TextRoundTripsAndBrokenUnitsBecomeReplacementCharacters) {
+    for (const std::wstring& text : kSamples)
+        EXPECT_EQ(WideFromUtf16(Utf16FromWide(text)), text);
+    EXPECT_EQ(Utf16FromWide(L"a\U0001F600"), u"a\xD83D\xDE00");
+
+    // Lone low, a pair in the wrong order, a lone high at the end.
+    const char16_t broken[] = {0xDE00, u'x', 0xDE00, 0xD83D, 0xD83D};
+    EXPECT_EQ(WideFromUtf16(std::u16string_view(broken, 5)), L"\uFFFDx\uFFFD\uFFFD\uFFFD");
+    std::wstring appended = L">";
+    AppendWideFromUtf16(appended, u"\xD83D\xDE00");
+    EXPECT_EQ(appended, L">\U0001F600");
+
+    std::wstring wide = L"a";
+    wide.push_back(static_cast<wchar_t>(0xDC00));
+    if constexpr (sizeof(wchar_t) == 4)
+        wide.push_back(static_cast<wchar_t>(0x110000));
+    EXPECT_EQ(Utf16FromWide(wide), sizeof(wchar_t) == 4 ? u"a\uFFFD\uFFFD" : u"a\uFFFD");
+}
+
 TEST(Utf8Conversion, ReadsExactlyTheViewedUnits) {
     const std::string_view utf8 = "Gr\xC3\xBC\xC3\x9F"
                                   "e!";
