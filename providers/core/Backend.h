@@ -114,8 +114,13 @@ public:
     size_t Count() const { return m_cells.size(); }
     Cell& operator[](size_t column) { return m_cells[column]; }
     const Cell& operator[](size_t column) const { return m_cells[column]; }
-    // The bytes of a WSTR or BYTES cell.
-    const BYTE* Data(const Cell& cell) const { return m_arena.data() + cell.offset; }
+    // The bytes of a WSTR or BYTES cell; never null, also for an empty value
+    // in an empty arena (whose data() may be null), since readers take a
+    // null pointer for a missing value (SQLite binds it as NULL).
+    const BYTE* Data(const Cell& cell) const {
+        alignas(wchar_t) static constexpr BYTE none[sizeof(wchar_t)] = {};
+        return m_arena.empty() ? none : m_arena.data() + cell.offset;
+    }
 
     void SetNull(size_t column) { m_cells[column] = Cell{}; }
     void SetI8(size_t column, LONGLONG value) {

@@ -509,6 +509,9 @@ HRESULT Rowset::FillBinding(const DBBINDING& b, HROW row, const backend::RowBuff
     } else if (cell.deferred) {
         // A long value bound as a plain value: read it whole, then convert.
         std::vector<BYTE> whole;
+        // Also an empty value is converted from a real address: the engine
+        // takes a null source for a missing value.
+        whole.reserve(1);
         BYTE chunk[4096];
         size_t offset = 0, read = 0;
         while (ReadDeferred(row, b.iOrdinal - 1, offset, chunk, sizeof chunk, read) && read != 0) {

@@ -155,7 +155,11 @@ bool SqliteStatement::Bind(const backend::RowBuffer& set, backend::Diagnostics& 
                 ToUtf8(reinterpret_cast<const wchar_t*>(set.Data(c)), c.length / sizeof(wchar_t));
             break;
         case DBTYPE_BYTES:
-            rc = sqlite3_bind_blob64(m_stmt, i + 1, set.Data(c), c.length, SQLITE_STATIC);
+            // SQLite binds a blob without a pointer as NULL, so an empty one
+            // is bound as what it is.
+            rc = c.length == 0
+                     ? sqlite3_bind_zeroblob(m_stmt, i + 1, 0)
+                     : sqlite3_bind_blob64(m_stmt, i + 1, set.Data(c), c.length, SQLITE_STATIC);
             break;
         case DBTYPE_NUMERIC:
             text = NumericText(c.v.numeric);
