@@ -330,6 +330,10 @@ public:
     virtual bool Begin(Isolation level, Diagnostics& diag) = 0;
     virtual bool Commit(Diagnostics& diag) = 0;
     virtual bool Rollback(Diagnostics& diag) = 0;
+    // Whether a transaction is open now, as the database sees it. A database
+    // may end one by itself (a failing statement can roll it back, a
+    // statement can commit it), and the session follows what this says.
+    virtual bool InTransaction() const = 0;
 
     // The catalogs (databases) reachable through this connection.
     virtual bool ListCatalogs(std::vector<CatalogInfo>& catalogs, Diagnostics& diag) = 0;

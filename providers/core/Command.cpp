@@ -291,7 +291,7 @@ HRESULT Command::InterfaceSupportsErrorInfo(REFIID riid) {
 }
 
 HRESULT Command::Fail(HRESULT hr, REFIID iid, const backend::Diagnostics& diag) {
-    return ReportDiagnostics(m_session->Source(), hr, iid, diag);
+    return m_session->Fail(hr, iid, diag);
 }
 
 HRESULT Command::SetCommandText(REFGUID dialect, LPCOLESTR text) {

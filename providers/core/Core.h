@@ -150,17 +150,27 @@ public:
     DataSource& Owner() { return *m_dataSource.Get(); }
     const ErrorSource& Source() const { return m_dataSource->Source(); }
     backend::Connection& Connection() { return *m_connection; }
+    // Reports a failure of a statement run on this session's connection, a
+    // record per diagnostic; when the database ended the session's
+    // transaction with it, a last record says so.
+    HRESULT Fail(HRESULT hr, REFIID iid, const backend::Diagnostics& diag);
 
 protected:
     ~Session() override;
 
 private:
     HRESULT Query(REFIID riid, void** ppv);
+    // Follows the database when it has ended the transaction started here;
+    // true when that is found now. The caller holds m_transactionMutex.
+    bool TransactionEndedByDatabase();
+    HRESULT NoTransaction(REFIID iid) const;
 
     ComPtr<DataSource> m_dataSource;
     std::unique_ptr<backend::Connection> m_connection;
     PropertyStore m_props;
-    bool m_inTransaction = false;
+    std::mutex m_transactionMutex;   // guards the two flags below
+    bool m_inTransaction = false;    // started here and, at the last look, still open
+    bool m_transactionEnded = false; // the database ended the one started here
     ISOLEVEL m_isolation = ISOLATIONLEVEL_SERIALIZABLE;
 };
 

@@ -223,7 +223,7 @@ HRESULT Rowset::InterfaceSupportsErrorInfo(REFIID riid) {
 }
 
 HRESULT Rowset::Fail(HRESULT hr, REFIID iid, const backend::Diagnostics& diag) {
-    return ReportDiagnostics(m_session->Source(), hr, iid, diag);
+    return m_session->Fail(hr, iid, diag);
 }
 
 Rowset::Slot* Rowset::SlotOf(HROW row) {

@@ -68,7 +68,7 @@ Session::Session(DataSource* dataSource, std::unique_ptr<backend::Connection> co
       m_props(SessionPropertyDefs, SessionPropertyCount) {}
 
 Session::~Session() {
-    if (m_inTransaction) {
+    if (m_connection->InTransaction()) {
         backend::Diagnostics diag;
         m_connection->Rollback(diag);
     }
@@ -170,7 +170,7 @@ HRESULT Session::OpenRowset(IUnknown* outer, DBID* table, DBID* index, REFIID ri
     DBROWCOUNT affected = 0;
     bool hasRows = false;
     if (!stmt->Execute(affected, hasRows, diag))
-        return ReportDiagnostics(Source(), ResultOf(diag), IID_IOpenRowset, diag);
+        return Fail(ResultOf(diag), IID_IOpenRowset, diag);
     HRESULT hr = MakeRowset(this, static_cast<IOpenRowset*>(this), std::move(stmt), props, nullptr,
                             riid, rowset);
     if (SUCCEEDED(hr) && propResult != S_OK)
@@ -267,11 +267,57 @@ HRESULT Session::GetRowset(IUnknown* outer, REFGUID schema, ULONG cRestrictions,
     return hr;
 }
 
+// ------------------------------------------------------------ transactions
+//
+// The database, not the session, decides whether a transaction is open: it
+// rolls one back by itself when some statements fail (a conflict clause
+// ROLLBACK, an interrupted write, a full disk), and a consumer's own COMMIT
+// or ROLLBACK text ends it too. So the session compares its transaction
+// with the connection's after every failed statement and before every
+// transaction call. Once the transaction is gone, statements commit one by
+// one, as the database runs them; the failing statement and later Commit
+// and Abort calls say so, and StartTransaction begins a new one.
+
+bool Session::TransactionEndedByDatabase() {
+    if (!m_inTransaction || m_connection->InTransaction())
+        return false;
+    m_inTransaction = false;
+    m_transactionEnded = true;
+    return true;
+}
+
+HRESULT Session::Fail(HRESULT hr, REFIID iid, const backend::Diagnostics& diag) {
+    bool ended;
+    {
+        std::lock_guard lock(m_transactionMutex);
+        ended = TransactionEndedByDatabase();
+    }
+    if (!ended)
+        return ReportDiagnostics(Source(), hr, iid, diag);
+    backend::Diagnostics told = diag;
+    told.push_back({L"The transaction started on this session ended with this failure: the "
+                    L"database rolled it back. Statements commit one by one until a transaction "
+                    L"is started again.",
+                    L"40000", 0, backend::Failure::general});
+    return ReportDiagnostics(Source(), hr, iid, told);
+}
+
+HRESULT Session::NoTransaction(REFIID iid) const {
+    return ReportError(Source(), XACT_E_NOTRANSACTION, iid,
+                       m_transactionEnded
+                           ? L"The transaction started on this session had already ended in "
+                             L"the database (rolled back after a failed statement, or ended by "
+                             L"a statement run on the session)."
+                           : L"No transaction is running on this session.");
+}
+
 HRESULT Session::StartTransaction(ISOLEVEL level, ULONG flags, ITransactionOptions* options,
                                   ULONG* transactionLevel) {
     ClearError();
     if (flags != 0)
         return XACT_E_NOISORETAIN;
+    std::lock_guard lock(m_transactionMutex);
+    TransactionEndedByDatabase();
     if (m_inTransaction)
         return ReportError(Source(), XACT_E_XTIONEXISTS, IID_ITransactionLocal,
                            L"A transaction is already running on this session.");
@@ -283,6 +329,7 @@ HRESULT Session::StartTransaction(ISOLEVEL level, ULONG flags, ITransactionOptio
     if (!m_connection->Begin(isolation, diag))
         return ReportDiagnostics(Source(), ResultOf(diag), IID_ITransactionLocal, diag);
     m_inTransaction = true;
+    m_transactionEnded = false;
     m_isolation = level == static_cast<ISOLEVEL>(ISOLATIONLEVEL_UNSPECIFIED)
                       ? static_cast<ISOLEVEL>(ISOLATIONLEVEL_SERIALIZABLE)
                       : level;
@@ -295,13 +342,18 @@ HRESULT Session::Commit(BOOL retaining, DWORD grfTC, DWORD grfRM) {
     ClearError();
     if (grfTC == XACTTC_ASYNC_PHASEONE || grfTC == XACTTC_SYNC_PHASEONE || grfRM != 0)
         return XACT_E_NOTSUPPORTED;
+    std::lock_guard lock(m_transactionMutex);
+    TransactionEndedByDatabase();
     if (!m_inTransaction)
-        return ReportError(Source(), XACT_E_NOTRANSACTION, IID_ITransaction,
-                           L"No transaction is running on this session.");
+        return NoTransaction(IID_ITransaction);
     backend::Diagnostics diag;
-    if (!m_connection->Commit(diag))
+    if (!m_connection->Commit(diag)) {
+        // A commit that fails may leave the transaction open (busy) or
+        // have rolled it back.
+        TransactionEndedByDatabase();
         return ReportDiagnostics(Source(), ResultOf(diag, XACT_E_COMMITFAILED), IID_ITransaction,
                                  diag);
+    }
     m_inTransaction = false;
     if (retaining) {
         backend::Isolation isolation = backend::Isolation::serializable;
@@ -317,12 +369,15 @@ HRESULT Session::Abort(BOID* reason, BOOL retaining, BOOL async) {
     ClearError();
     if (async)
         return XACT_E_NOTSUPPORTED;
+    std::lock_guard lock(m_transactionMutex);
+    TransactionEndedByDatabase();
     if (!m_inTransaction)
-        return ReportError(Source(), XACT_E_NOTRANSACTION, IID_ITransaction,
-                           L"No transaction is running on this session.");
+        return NoTransaction(IID_ITransaction);
     backend::Diagnostics diag;
-    if (!m_connection->Rollback(diag))
+    if (!m_connection->Rollback(diag)) {
+        TransactionEndedByDatabase();
         return ReportDiagnostics(Source(), ResultOf(diag), IID_ITransaction, diag);
+    }
     m_inTransaction = false;
     if (retaining) {
         backend::Isolation isolation = backend::Isolation::serializable;
@@ -338,6 +393,8 @@ HRESULT Session::GetTransactionInfo(XACTTRANSINFO* info) {
     ClearError();
     if (info == nullptr)
         return E_INVALIDARG;
+    std::lock_guard lock(m_transactionMutex);
+    TransactionEndedByDatabase();
     if (!m_inTransaction)
         return XACT_E_NOTRANSACTION;
     *info = XACTTRANSINFO{};

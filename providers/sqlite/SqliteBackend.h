@@ -95,6 +95,7 @@ public:
     bool Begin(backend::Isolation level, backend::Diagnostics& diag) override;
     bool Commit(backend::Diagnostics& diag) override;
     bool Rollback(backend::Diagnostics& diag) override;
+    bool InTransaction() const override;
     bool ListCatalogs(std::vector<backend::CatalogInfo>& catalogs,
                       backend::Diagnostics& diag) override;
     std::unique_ptr<backend::Statement> NewStatement() override;

@@ -176,6 +176,12 @@ bool SqliteConnection::Rollback(backend::Diagnostics& diag) {
     return Exec("ROLLBACK", diag);
 }
 
+bool SqliteConnection::InTransaction() const {
+    // SQLite leaves autocommit mode at BEGIN and returns to it when the
+    // transaction ends, however it ends.
+    return m_db != nullptr && sqlite3_get_autocommit(m_db) == 0;
+}
+
 bool SqliteConnection::ListCatalogs(std::vector<backend::CatalogInfo>& catalogs,
                                     backend::Diagnostics& diag) {
     SyncAttachments();

@@ -310,9 +310,20 @@ public:
     std::unique_ptr<backend::Connection> OpenAnother(backend::Diagnostics&) override {
         return std::make_unique<ScriptedConnection>(m_state);
     }
-    bool Begin(backend::Isolation, backend::Diagnostics&) override { return true; }
-    bool Commit(backend::Diagnostics&) override { return true; }
-    bool Rollback(backend::Diagnostics&) override { return true; }
+    bool Begin(backend::Isolation, backend::Diagnostics&) override {
+        m_inTransaction = true;
+        return true;
+    }
+    bool Commit(backend::Diagnostics&) override {
+        m_inTransaction = false;
+        return true;
+    }
+    bool Rollback(backend::Diagnostics&) override {
+        m_inTransaction = false;
+        return true;
+    }
+    // A scripted database never ends a transaction by itself.
+    bool InTransaction() const override { return m_inTransaction; }
     bool ListCatalogs(std::vector<backend::CatalogInfo>& catalogs, backend::Diagnostics&) override {
         catalogs = {{L"main", L""}};
         return true;
@@ -334,6 +345,7 @@ public:
 
 private:
     std::shared_ptr<State> m_state;
+    bool m_inTransaction = false;
 };
 
 class ScriptedBackend final : public backend::Backend {
