@@ -6,7 +6,7 @@ set -euo pipefail
 packages=(
   build-essential cmake ninja-build ccache pkg-config
   googletest libgtest-dev libgmock-dev libbenchmark-dev
-  libboost-dev libsqlite3-dev sqlite3
+  libboost-dev libsqlite3-dev sqlite3 unixodbc-dev
   g++-mingw-w64-x86-64 mingw-w64-x86-64-dev
   clang-format
   "$@"

@@ -13,6 +13,16 @@
 #error "hdbplatform/WinTypes.h is for Linux builds; Windows supplies these names itself"
 #endif
 
+// unixODBC's headers declare Windows type names of their own (ULONG as
+// unsigned long, WCHAR as unsigned short, BOOL as a macro) that contradict
+// these. ODBC calls live in translation units that include no platform
+// header; the marker below lets those units refuse this header, and the check
+// refuses a unit that included the ODBC headers first.
+#define HDBPLATFORM_WINTYPES_H 1
+#ifdef __SQLTYPES_H
+#error "hdbplatform and unixODBC headers cannot meet in one translation unit: see odbc/OdbcApi.h"
+#endif
+
 #include <cstddef>
 #include <cstdint>
 
