@@ -9,8 +9,9 @@
 // vocabulary both sides already share.
 //
 // Threads: the core calls one connection and its statements from one thread
-// at a time, except Statement::Cancel, which may come from any thread while
-// another thread is inside Execute or Fetch of the same statement.
+// at a time, except Statement::Cancel, which may come from any thread at any
+// time, also while another thread is inside Execute or Fetch of the same
+// statement.
 //
 // Errors: every call that can fail returns false (or FetchResult::error) and
 // appends one or more Diagnostic records to the Diagnostics it was given,
@@ -300,10 +301,15 @@ public:
     // again.
     virtual void CloseCursor() = 0;
 
-    // Asks a running Execute or Fetch to stop soon with Failure::canceled.
-    // Safe from any thread, also when nothing runs (then it has no effect on
-    // later executions). Returns false when the database cannot cancel.
+    // Asks the statement to stop with Failure::canceled: an Execute or Fetch
+    // running now stops soon, and one started later stops at once, until
+    // ResetCancel. Other statements of the connection are never touched.
+    // Returns false when the database cannot cancel.
     virtual bool Cancel() = 0;
+
+    // Forgets an earlier Cancel; the core calls it as a new execution of the
+    // statement begins.
+    virtual void ResetCancel() = 0;
 };
 
 // ------------------------------------------------------------ connections

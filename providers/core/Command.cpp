@@ -419,6 +419,11 @@ HRESULT Command::BindParams(const DBPARAMS& params, size_t paramCount) {
 HRESULT Command::Execute(IUnknown* outer, REFIID riid, DBPARAMS* params, DBROWCOUNT* rowsAffected,
                          IUnknown** rowset) {
     ClearError();
+    BeginExecution();
+    const struct Ended {
+        Command& command;
+        ~Ended() { command.EndExecution(); }
+    } ended{*this};
     if (rowset != nullptr)
         *rowset = nullptr;
     if (rowsAffected != nullptr)
@@ -455,6 +460,9 @@ HRESULT Command::Execute(IUnknown* outer, REFIID riid, DBPARAMS* params, DBROWCO
         if (!m_statement->BindParameters(m_paramSets.data(), 1, diag))
             return Fail(ResultOf(diag), IID_ICommand, diag);
     }
+    if (ArmCancel())
+        return ReportError(m_session->Source(), DB_E_CANCELED, IID_ICommand,
+                           L"The statement was canceled before it started.");
     backend::Diagnostics diag;
     DBROWCOUNT affected = DB_COUNTUNAVAILABLE;
     bool hasRows = false;
@@ -470,11 +478,46 @@ HRESULT Command::Execute(IUnknown* outer, REFIID riid, DBPARAMS* params, DBROWCO
                       &m_accessors, riid, rowset);
 }
 
+// A cancel ends the statement it was meant for, whenever it arrives:
+// - during Execute, the statement this execution runs; a cancel that comes
+//   before that statement is known waits for it;
+// - before the command's first execution, that execution: a watcher thread
+//   started along with it may well get here first;
+// - between executions, the statement whose rowset is still being read;
+//   without one the cancel came late for the execution before and is
+//   dropped, so that it cannot end the next one.
 HRESULT Command::Cancel() {
     std::lock_guard lock(m_mutex);
-    if (m_statement && !m_statement->Cancel())
+    if (m_executing || !m_executedBefore) {
+        m_cancelRequested = true;
+        if (m_armed && m_statement && !m_statement->Cancel())
+            return DB_E_CANTCANCEL;
+        return S_OK;
+    }
+    if (m_statement && m_statement.use_count() > 1 && !m_statement->Cancel())
         return DB_E_CANTCANCEL;
     return S_OK;
+}
+
+void Command::BeginExecution() {
+    std::lock_guard lock(m_mutex);
+    m_executing = true;
+}
+
+bool Command::ArmCancel() {
+    std::lock_guard lock(m_mutex);
+    // A cancel of an earlier execution of the statement is done with.
+    m_statement->ResetCancel();
+    m_armed = true;
+    return m_cancelRequested;
+}
+
+void Command::EndExecution() {
+    std::lock_guard lock(m_mutex);
+    m_executing = false;
+    m_armed = false;
+    m_cancelRequested = false;
+    m_executedBefore = true;
 }
 
 HRESULT Command::GetDBSession(REFIID riid, IUnknown** session) {

@@ -229,10 +229,19 @@ private:
     HRESULT EnsurePrepared(REFIID iid);
     HRESULT Fail(HRESULT hr, REFIID iid, const backend::Diagnostics& diag);
     HRESULT BindParams(const DBPARAMS& params, size_t paramCount);
+    // What Cancel learns of Execute: it begins, its statement is about to
+    // run (true when a cancel already waits for it), it has ended.
+    void BeginExecution();
+    bool ArmCancel();
+    void EndExecution();
 
     ComPtr<Session> m_session;
-    std::mutex m_mutex; // guards m_statement against Cancel from another thread
+    std::mutex m_mutex; // guards m_statement and the cancel state against Cancel
     std::shared_ptr<backend::Statement> m_statement;
+    bool m_executing = false;       // inside Execute
+    bool m_armed = false;           // and m_statement is the statement it runs
+    bool m_cancelRequested = false; // a cancel waits for the statement to run
+    bool m_executedBefore = false;  // Execute was called before
     std::wstring m_text;
     bool m_hasText = false;
     bool m_prepared = false; // prepared by the consumer (ICommandPrepare)

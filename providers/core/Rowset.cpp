@@ -143,6 +143,7 @@ public:
     }
     void CloseCursor() override { m_next = m_rows.size(); }
     bool Cancel() override { return true; }
+    void ResetCancel() override {}
 
 private:
     std::vector<backend::ColumnInfo> m_columns;

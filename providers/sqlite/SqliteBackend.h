@@ -63,9 +63,15 @@ std::string NumericText(const DB_NUMERIC& n);
 bool ParseDate(const char* text, size_t n, DBDATE& d);
 bool ParseTime(const char* text, size_t n, DBTIME& t);
 bool ParseTimestamp(const char* text, size_t n, DBTIMESTAMP& t);
-bool ParseNumeric(const char* text, size_t n, BYTE precision, BYTE scale, DB_NUMERIC& out);
-bool NumericFromDouble(double v, BYTE precision, BYTE scale, DB_NUMERIC& out);
-bool NumericFromInteger(LONGLONG v, BYTE precision, BYTE scale, DB_NUMERIC& out);
+
+// Stores value, read from a NUMERIC(precision, scale) column, into column of
+// row: rounded once, half away from zero, at the scale. A value that then
+// needs more digits than the precision is stored as its rounded text, so that
+// a binding at the column's precision gets DBSTATUS_E_DATAOVERFLOW and a text
+// binding the number. False, and nothing stored, for a value that is no
+// number (text that is not one, a blob, an infinity).
+bool StoreNumeric(backend::RowBuffer& row, size_t column, sqlite3_value* value, BYTE precision,
+                  BYTE scale);
 
 // A database attached to a connection: its schema name, what ATTACH is
 // given to open it again elsewhere, and the file PRAGMA database_list shows
@@ -84,6 +90,27 @@ struct SharedAttachments {
     std::mutex lock;
     std::vector<Attachment> list;
     std::atomic<unsigned long> generation{0};
+};
+
+// Cancel acts on one statement. A connection's progress handler runs only
+// inside sqlite3_step (or sqlite3_exec) on the thread that steps, so that
+// thread names the cancel flag of the statement it steps and the handler
+// answers with the flag. Cancelling one statement therefore never stops
+// another of the same connection, as sqlite3_interrupt would (it stops
+// every statement of the connection, and keeps stopping new ones while any
+// other is still active).
+//
+// While a CancelScope lives, what the calling thread steps on any
+// connection stops with SQLITE_INTERRUPT soon after cancel becomes true.
+class CancelScope {
+public:
+    explicit CancelScope(const std::atomic<bool>& cancel);
+    ~CancelScope();
+    CancelScope(const CancelScope&) = delete;
+    CancelScope& operator=(const CancelScope&) = delete;
+
+private:
+    const std::atomic<bool>* m_outer;
 };
 
 class SqliteConnection final : public backend::Connection {
@@ -107,10 +134,6 @@ public:
     // Runs SQL without results.
     bool Exec(const char* sql, backend::Diagnostics& diag);
 
-    // Cancel support: the statement running on this connection, if any.
-    void Running(bool running);
-    bool Cancel();
-
     // Attachments belong to the data source, not to the session that made
     // them. SyncAttachments brings this connection's attached databases in
     // line with the data source's list (before a statement is compiled or
@@ -127,7 +150,7 @@ public:
 
 private:
     bool OpenPath(const std::string& path, int flags, backend::Diagnostics& diag);
-    static int Progress(void* self);
+    static int Progress(void*);
     static int Authorize(void* self, int action, const char*, const char*, const char*,
                          const char*);
     bool ListAttached(std::vector<Attachment>& attached);
@@ -140,8 +163,6 @@ private:
     int m_flags = 0;
     std::wstring m_shownName; // the data source as the consumer gave it
     int m_busyMs = 5000;
-    std::atomic<bool> m_running{false};
-    std::atomic<bool> m_cancel{false};
 
     std::shared_ptr<SharedAttachments> m_shared;
     std::mutex m_attachLock;         // guards the two below

@@ -1,5 +1,5 @@
 // Connections to SQLite databases: opening, transactions, catalogs and the
-// cancel machinery shared by the connection's statements.
+// progress handler that ends a cancelled statement.
 #include <cstring>
 
 #include "SqliteBackend.h"
@@ -54,6 +54,9 @@ int RunWith(sqlite3* db, const char* sql, const std::string& first, const std::s
     return rc == SQLITE_DONE || rc == SQLITE_ROW ? SQLITE_OK : rc;
 }
 
+// The cancel flag of the statement this thread steps (CancelScope).
+thread_local const std::atomic<bool>* steppingCancel = nullptr;
+
 constexpr int DefaultBusyMilliseconds = 5000;
 // The progress handler runs every this many virtual machine steps; often
 // enough for a prompt cancel, rare enough to cost nothing measurable.
@@ -81,7 +84,7 @@ bool SqliteConnection::OpenPath(const std::string& path, int flags, backend::Dia
     }
     sqlite3_extended_result_codes(db, 1);
     sqlite3_busy_timeout(db, m_busyMs);
-    sqlite3_progress_handler(db, ProgressSteps, &SqliteConnection::Progress, this);
+    sqlite3_progress_handler(db, ProgressSteps, &SqliteConnection::Progress, nullptr);
     sqlite3_set_authorizer(db, &SqliteConnection::Authorize, this);
     RegisterFunctions(db);
     m_db = db;
@@ -147,9 +150,7 @@ std::unique_ptr<backend::Connection> SqliteConnection::OpenAnother(backend::Diag
 }
 
 bool SqliteConnection::Exec(const char* sql, backend::Diagnostics& diag) {
-    Running(true);
     int rc = sqlite3_exec(m_db, sql, nullptr, nullptr, nullptr);
-    Running(false);
     if (rc != SQLITE_OK) {
         diag.push_back(MakeDiagnostic(m_db, rc, false));
         return false;
@@ -229,22 +230,17 @@ std::wstring SqliteConnection::ProductVersion() const {
     return FromUtf8(sqlite3_libversion());
 }
 
-void SqliteConnection::Running(bool running) {
-    if (running)
-        m_cancel.store(false);
-    m_running.store(running);
+CancelScope::CancelScope(const std::atomic<bool>& cancel) : m_outer(steppingCancel) {
+    steppingCancel = &cancel;
 }
 
-bool SqliteConnection::Cancel() {
-    if (m_running.load()) {
-        m_cancel.store(true);
-        sqlite3_interrupt(m_db);
-    }
-    return true;
+CancelScope::~CancelScope() {
+    steppingCancel = m_outer;
 }
 
-int SqliteConnection::Progress(void* self) {
-    return static_cast<SqliteConnection*>(self)->m_cancel.load() ? 1 : 0;
+int SqliteConnection::Progress(void*) {
+    const std::atomic<bool>* cancel = steppingCancel;
+    return cancel != nullptr && cancel->load() ? 1 : 0;
 }
 
 // ------------------------------------------------------------ attachments

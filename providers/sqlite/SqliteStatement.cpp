@@ -29,10 +29,12 @@ bool Blank(const char* text) {
 } // namespace
 
 SqliteStatement::~SqliteStatement() {
+    CloseCursor();
     sqlite3_finalize(m_stmt);
 }
 
 bool SqliteStatement::Prepare(const std::wstring& text, backend::Diagnostics& diag) {
+    CloseCursor();
     sqlite3_finalize(m_stmt);
     m_stmt = nullptr;
     m_rest.clear();
@@ -207,40 +209,35 @@ bool SqliteStatement::Run(DBROWCOUNT& rowsAffected, bool& hasRows, backend::Diag
     m_done = true;
     if (m_stmt == nullptr && m_rest.empty())
         return true;
+    if (Canceled(diag))
+        return false;
     sqlite3* db = m_connection.Handle();
     const sqlite3_int64 before = sqlite3_total_changes64(db);
     const bool readOnly = m_stmt == nullptr || sqlite3_stmt_readonly(m_stmt);
-    m_connection.Running(true);
-    const size_t sets = m_setCount == 0 ? 1 : m_setCount;
-    for (size_t s = 0; m_stmt != nullptr && s < sets; ++s) {
-        sqlite3_reset(m_stmt);
-        if (m_setCount != 0 && !Bind(m_sets[s], diag)) {
-            m_connection.Running(false);
-            return false;
-        }
-        int rc = sqlite3_step(m_stmt);
-        // Rows of every set but the last are not wanted.
-        while (rc == SQLITE_ROW && s + 1 < sets)
-            rc = sqlite3_step(m_stmt);
-        if (rc == SQLITE_ROW) {
-            m_pending = true;
-            m_done = false;
-        } else if (rc != SQLITE_DONE) {
-            diag.push_back(MakeDiagnostic(db, rc, false));
-            sqlite3_reset(m_stmt);
-            m_connection.Running(false);
-            return false;
-        }
+    // Sets that change nothing need no undoing.
+    const bool together = m_setCount > 1 && !readOnly;
+    if ((together && !BeginSets(diag)) || !RunSets(diag)) {
+        EndSets(false, diag);
+        return false;
     }
+    if (m_pending && !m_rest.empty()) {
+        // Rows of the first statement are only handed out when it is alone.
+        sqlite3_reset(m_stmt);
+        m_pending = false;
+        m_done = true;
+    }
+    // A statement still delivering its rows (RETURNING) is still writing,
+    // and SQLite releases no savepoint under it: its cursor's end does.
+    if (!m_pending && !EndSets(true, diag))
+        return false;
     if (!m_rest.empty()) {
+        const CancelScope stepping(m_cancel);
         int rc = sqlite3_exec(db, m_rest.c_str(), nullptr, nullptr, nullptr);
         if (rc != SQLITE_OK) {
             diag.push_back(MakeDiagnostic(db, rc, false));
-            m_connection.Running(false);
             return false;
         }
     }
-    m_connection.Running(false);
     hasRows = m_stmt != nullptr && sqlite3_column_count(m_stmt) > 0 && m_rest.empty();
     if (!hasRows && m_stmt != nullptr)
         sqlite3_reset(m_stmt);
@@ -249,37 +246,114 @@ bool SqliteStatement::Run(DBROWCOUNT& rowsAffected, bool& hasRows, backend::Diag
     return true;
 }
 
+bool SqliteStatement::RunSets(backend::Diagnostics& diag) {
+    const size_t sets = m_setCount == 0 ? 1 : m_setCount;
+    for (size_t s = 0; m_stmt != nullptr && s < sets; ++s) {
+        const size_t reported = diag.size();
+        sqlite3_reset(m_stmt);
+        bool ok = m_setCount == 0 || Bind(m_sets[s], diag);
+        int rc = ok ? Step() : SQLITE_OK;
+        // Rows of every set but the last are not wanted.
+        while (rc == SQLITE_ROW && s + 1 < sets)
+            rc = Step();
+        if (rc == SQLITE_ROW) {
+            m_pending = true;
+            m_done = false;
+        } else if (ok && rc != SQLITE_DONE) {
+            diag.push_back(MakeDiagnostic(m_connection.Handle(), rc, false));
+            ok = false;
+        }
+        if (!ok) {
+            sqlite3_reset(m_stmt);
+            for (size_t d = reported; m_setCount != 0 && d < diag.size(); ++d)
+                diag[d].parameterSet = s + 1;
+            return false;
+        }
+    }
+    return true;
+}
+
+namespace {
+
+// One name serves every statement: savepoints nest, and RELEASE and
+// ROLLBACK TO act on the innermost one of the name.
+constexpr const char* BeginSetsSql = "SAVEPOINT hdb_parameter_sets";
+constexpr const char* KeepSetsSql = "RELEASE hdb_parameter_sets";
+constexpr const char* UndoNestedSetsSql =
+    "ROLLBACK TO hdb_parameter_sets; RELEASE hdb_parameter_sets";
+
+} // namespace
+
+bool SqliteStatement::BeginSets(backend::Diagnostics& diag) {
+    sqlite3* db = m_connection.Handle();
+    m_setsOwnTransaction = sqlite3_get_autocommit(db) != 0;
+    const int rc = sqlite3_exec(db, BeginSetsSql, nullptr, nullptr, nullptr);
+    if (rc != SQLITE_OK) {
+        diag.push_back(MakeDiagnostic(db, rc, false));
+        return false;
+    }
+    m_setsOpen = true;
+    return true;
+}
+
+bool SqliteStatement::EndSets(bool keep, backend::Diagnostics& diag) {
+    if (!m_setsOpen)
+        return true;
+    m_setsOpen = false;
+    sqlite3* db = m_connection.Handle();
+    // Some failures make SQLite roll the whole transaction back by itself
+    // (a ROLLBACK conflict clause, an interrupted write); the savepoint is
+    // gone with it, and so is everything it would undo.
+    if (sqlite3_get_autocommit(db))
+        return keep;
+    if (keep) {
+        const int rc = sqlite3_exec(db, KeepSetsSql, nullptr, nullptr, nullptr);
+        if (rc == SQLITE_OK)
+            return true;
+        diag.push_back(MakeDiagnostic(db, rc, false));
+    }
+    // Releasing a savepoint that began the transaction commits it, which
+    // can fail (busy); only a plain ROLLBACK then ends that transaction.
+    const int rc = sqlite3_exec(db, m_setsOwnTransaction ? "ROLLBACK" : UndoNestedSetsSql, nullptr,
+                                nullptr, nullptr);
+    if (rc != SQLITE_OK)
+        diag.push_back(MakeDiagnostic(db, rc, false));
+    return false;
+}
+
 backend::FetchResult SqliteStatement::Fetch(backend::RowBuffer* const rows[], size_t count,
                                             size_t& fetched, backend::Diagnostics& diag) {
     fetched = 0;
     if (m_stmt == nullptr)
         return backend::FetchResult::end;
-    bool running = false;
+    if (Canceled(diag)) {
+        m_pending = false;
+        m_done = true;
+        return backend::FetchResult::error;
+    }
     while (fetched < count) {
         if (!m_pending) {
             if (m_done)
                 break;
-            if (!running) {
-                m_connection.Running(true);
-                running = true;
-            }
-            int rc = sqlite3_step(m_stmt);
+            int rc = Step();
             if (rc == SQLITE_DONE) {
                 m_done = true;
+                if (m_setsOpen) {
+                    sqlite3_reset(m_stmt);
+                    if (!EndSets(true, diag))
+                        return backend::FetchResult::error;
+                }
                 break;
             }
             if (rc != SQLITE_ROW) {
                 diag.push_back(MakeDiagnostic(m_connection.Handle(), rc, false));
                 m_done = true;
-                m_connection.Running(false);
                 return fetched != 0 ? backend::FetchResult::rows : backend::FetchResult::error;
             }
         }
         ReadRow(*rows[fetched++]);
         m_pending = false;
     }
-    if (running)
-        m_connection.Running(false);
     return fetched != 0 ? backend::FetchResult::rows : backend::FetchResult::end;
 }
 
@@ -318,24 +392,10 @@ void SqliteStatement::ReadRow(backend::RowBuffer& row) {
                 continue;
             }
             break;
-        case Target::numeric: {
-            DB_NUMERIC num;
-            const BYTE p = type.info.precision, s = type.info.scale;
-            bool ok = false;
-            if (kind == SQLITE_INTEGER)
-                ok = NumericFromInteger(sqlite3_value_int64(value), p, s, num);
-            else if (kind == SQLITE_FLOAT)
-                ok = NumericFromDouble(sqlite3_value_double(value), p, s, num);
-            else if (kind == SQLITE_TEXT) {
-                auto [t, len] = text();
-                ok = ParseNumeric(t, len, p, s, num);
-            }
-            if (ok) {
-                row.SetNumeric(i, num);
+        case Target::numeric:
+            if (StoreNumeric(row, i, value, type.info.precision, type.info.scale))
                 continue;
-            }
             break;
-        }
         case Target::date:
         case Target::time:
         case Target::timestamp:
@@ -408,10 +468,30 @@ void SqliteStatement::CloseCursor() {
         sqlite3_reset(m_stmt);
     m_pending = false;
     m_done = true;
+    // The parameter sets of a cursor left early took effect all the same.
+    backend::Diagnostics ignored;
+    EndSets(true, ignored);
 }
 
 bool SqliteStatement::Cancel() {
-    return m_connection.Cancel();
+    m_cancel.store(true);
+    return true;
+}
+
+void SqliteStatement::ResetCancel() {
+    m_cancel.store(false);
+}
+
+int SqliteStatement::Step() {
+    const CancelScope stepping(m_cancel);
+    return sqlite3_step(m_stmt);
+}
+
+bool SqliteStatement::Canceled(backend::Diagnostics& diag) const {
+    if (!m_cancel.load())
+        return false;
+    diag.push_back(MakeDiagnostic(nullptr, SQLITE_INTERRUPT, false));
+    return true;
 }
 
 } // namespace hdb::sqlite

@@ -26,9 +26,15 @@ public:
                   backend::Diagnostics& diag) override;
     void CloseCursor() override;
     bool Cancel() override;
+    void ResetCancel() override;
 
 private:
     bool Run(DBROWCOUNT& rowsAffected, bool& hasRows, backend::Diagnostics& diag);
+    // One sqlite3_step of the statement, ended early by Cancel.
+    int Step();
+    // Whether Cancel was asked for since the last ResetCancel; if so, says
+    // so in diag.
+    bool Canceled(backend::Diagnostics& diag) const;
     bool Bind(const backend::RowBuffer& set, backend::Diagnostics& diag);
     void ReadRow(backend::RowBuffer& row);
     void Describe(std::vector<backend::ColumnInfo>& columns, bool fromValues);
@@ -41,7 +47,8 @@ private:
     size_t m_setCount = 0;
     bool m_pending = false; // a stepped row not yet handed out
     bool m_done = true;
-    bool m_attaches = false; // the prepared statement attaches or detaches
+    std::atomic<bool> m_cancel{false}; // set by Cancel from any thread
+    bool m_attaches = false;           // the prepared statement attaches or detaches
 };
 
 } // namespace hdb::sqlite

@@ -1,6 +1,7 @@
 // How SQLite's values and declared types meet OLE DB's types, SQLite's
 // errors meet diagnostics, and the SQL functions the generic dialect needs.
 #include <cctype>
+#include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -410,6 +411,9 @@ namespace {
 
 using U128 = unsigned __int128;
 
+// The most digits a DB_NUMERIC holds.
+constexpr int MaxNumericDigits = 38;
+
 U128 Magnitude(const DB_NUMERIC& n) {
     U128 v = 0;
     for (int i = 15; i >= 0; --i)
@@ -417,12 +421,8 @@ U128 Magnitude(const DB_NUMERIC& n) {
     return v;
 }
 
-bool Store(U128 magnitude, bool negative, BYTE precision, BYTE scale, DB_NUMERIC& out) {
-    U128 limit = 1;
-    for (int i = 0; i < precision; ++i)
-        limit *= 10;
-    if (precision != 0 && magnitude >= limit)
-        return false;
+DB_NUMERIC MakeNumeric(U128 magnitude, bool negative, BYTE precision, BYTE scale) {
+    DB_NUMERIC out;
     out.precision = precision;
     out.scale = scale;
     out.sign = negative && magnitude != 0 ? 0 : 1;
@@ -430,7 +430,112 @@ bool Store(U128 magnitude, bool negative, BYTE precision, BYTE scale, DB_NUMERIC
         out.val[i] = static_cast<BYTE>(magnitude & 0xFF);
         magnitude >>= 8;
     }
+    return out;
+}
+
+bool Fits(U128 magnitude, BYTE precision) {
+    U128 limit = 1;
+    for (int i = 0; i < precision; ++i)
+        limit *= 10;
+    return magnitude < limit;
+}
+
+bool IsDigit(char c) {
+    return c >= '0' && c <= '9';
+}
+
+bool IsBlank(char c) {
+    return c == ' ' || (c >= '\t' && c <= '\r');
+}
+
+// A number as SQLite writes and reads one: an optional sign, digits with an
+// optional point, an optional exponent, blanks around it.
+struct DecimalText {
+    bool negative = false;
+    const char* whole = nullptr; // the digits before the point
+    size_t wholeDigits = 0;
+    const char* fraction = nullptr; // the digits after it
+    size_t fractionDigits = 0;
+    long long exponent = 0;
+
+    // Digit k of the whole digits followed by the fraction digits; zero
+    // outside them.
+    int Digit(long long k) const {
+        if (k < 0 || static_cast<size_t>(k) >= wholeDigits + fractionDigits)
+            return 0;
+        const size_t i = static_cast<size_t>(k);
+        return (i < wholeDigits ? whole[i] : fraction[i - wholeDigits]) - '0';
+    }
+};
+
+bool SplitDecimal(const char* text, size_t n, DecimalText& d) {
+    size_t i = 0;
+    while (i < n && IsBlank(text[i]))
+        ++i;
+    if (i < n && (text[i] == '-' || text[i] == '+'))
+        d.negative = text[i++] == '-';
+    d.whole = text + i;
+    while (i < n && IsDigit(text[i]))
+        ++i;
+    d.wholeDigits = static_cast<size_t>(text + i - d.whole);
+    if (i < n && text[i] == '.') {
+        d.fraction = text + ++i;
+        while (i < n && IsDigit(text[i]))
+            ++i;
+        d.fractionDigits = static_cast<size_t>(text + i - d.fraction);
+    }
+    if (d.wholeDigits + d.fractionDigits == 0)
+        return false;
+    if (i < n && (text[i] == 'e' || text[i] == 'E')) {
+        ++i;
+        bool negativeExponent = false;
+        if (i < n && (text[i] == '-' || text[i] == '+'))
+            negativeExponent = text[i++] == '-';
+        if (i == n || !IsDigit(text[i]))
+            return false;
+        // Beyond this every number is zero or too large for any scale.
+        for (; i < n && IsDigit(text[i]); ++i)
+            if (d.exponent < 100000)
+                d.exponent = d.exponent * 10 + (text[i] - '0');
+        if (negativeExponent)
+            d.exponent = -d.exponent;
+    }
+    while (i < n && IsBlank(text[i]))
+        ++i;
+    return i == n;
+}
+
+// The magnitude of d in units of 10^-scale, rounded once at the first digit
+// dropped: half up for the magnitude, so half away from zero for the value.
+// False when it has more digits than any numeric holds.
+bool RoundedMagnitude(const DecimalText& d, int scale, U128& magnitude) {
+    const auto digits = static_cast<long long>(d.wholeDigits + d.fractionDigits);
+    const long long kept = static_cast<long long>(d.wholeDigits) + d.exponent + scale;
+    magnitude = 0;
+    int significant = 0;
+    for (long long k = 0; k < kept; ++k) {
+        if (magnitude == 0 && k >= digits)
+            break; // nothing but zeros from here
+        const int digit = d.Digit(k);
+        if (magnitude == 0 && digit == 0)
+            continue;
+        if (++significant > MaxNumericDigits)
+            return false;
+        magnitude = magnitude * 10 + static_cast<unsigned>(digit);
+    }
+    if (d.Digit(kept) >= 5)
+        ++magnitude;
     return true;
+}
+
+// The fewest digits that read back as v, with an exponent ("1.005e+00").
+// SQLite's own text of a double keeps 15 digits, which is not always the
+// same double; and without an exponent the shortest text of a large double
+// spells out its binary value (1e23 as 99999999999999991611392).
+std::string ShortestReal(double v) {
+    char text[32];
+    auto [end, ec] = std::to_chars(text, text + sizeof text, v, std::chars_format::scientific);
+    return std::string(text, ec == std::errc() ? end : text);
 }
 
 } // namespace
@@ -452,74 +557,57 @@ std::string NumericText(const DB_NUMERIC& n) {
     return digits;
 }
 
-bool ParseNumeric(const char* text, size_t n, BYTE precision, BYTE scale, DB_NUMERIC& out) {
-    size_t i = 0;
-    while (i < n && text[i] == ' ')
-        ++i;
-    bool negative = false;
-    if (i < n && (text[i] == '-' || text[i] == '+'))
-        negative = text[i++] == '-';
-    U128 v = 0;
-    int fractionDigits = -1;
-    bool any = false, roundUp = false;
-    for (; i < n; ++i) {
-        char c = text[i];
-        if (c == '.' && fractionDigits < 0) {
-            fractionDigits = 0;
-            continue;
-        }
-        if (c < '0' || c > '9')
-            break;
-        any = true;
-        if (fractionDigits >= 0) {
-            if (fractionDigits == scale) {
-                if (fractionDigits == scale && !roundUp && c >= '5')
-                    roundUp = true;
-                continue;
-            }
-            ++fractionDigits;
-        }
-        v = v * 10 + (c - '0');
-        if (v >> 120)
+bool StoreNumeric(backend::RowBuffer& row, size_t column, sqlite3_value* value, BYTE precision,
+                  BYTE scale) {
+    // Every value is rounded from the decimal it is written as. For a double
+    // that is the shortest decimal that is the same double: the number SQLite
+    // shows for it and, nearly always, the one it was given. Rounding its
+    // binary expansion instead would read 1.005 as 1.00 at scale 2.
+    std::string text;
+    switch (sqlite3_value_type(value)) {
+    case SQLITE_INTEGER: {
+        char digits[24];
+        auto end = std::to_chars(digits, digits + sizeof digits, sqlite3_value_int64(value)).ptr;
+        text.assign(digits, end);
+        break;
+    }
+    case SQLITE_FLOAT: {
+        const double v = sqlite3_value_double(value);
+        if (!std::isfinite(v))
             return false;
+        text = ShortestReal(v);
+        break;
     }
-    while (i < n && text[i] == ' ')
-        ++i;
-    if (!any || i != n)
+    case SQLITE_TEXT:
+        text.assign(reinterpret_cast<const char*>(sqlite3_value_text(value)),
+                    static_cast<size_t>(sqlite3_value_bytes(value)));
+        break;
+    default:
         return false;
-    for (int k = fractionDigits < 0 ? 0 : fractionDigits; k < scale; ++k)
-        v *= 10;
-    if (roundUp)
-        ++v;
-    return Store(v, negative, precision, scale, out);
-}
-
-bool NumericFromInteger(LONGLONG v, BYTE precision, BYTE scale, DB_NUMERIC& out) {
-    bool negative = v < 0;
-    U128 m = negative ? static_cast<U128>(-(v + 1)) + 1 : static_cast<U128>(v);
-    for (int k = 0; k < scale; ++k)
-        m *= 10;
-    return Store(m, negative, precision, scale, out);
-}
-
-bool NumericFromDouble(double v, BYTE precision, BYTE scale, DB_NUMERIC& out) {
-    if (!std::isfinite(v))
-        return false;
-    // Through the shortest text that reads back as the same double, so that
-    // 0.1 stored as REAL arrives as 0.1 and not as 0.1000000000000000055.
-    char text[64];
-    std::snprintf(text, sizeof text, "%.17g", v);
-    for (int digits = 15; digits <= 17; ++digits) {
-        char shorter[64];
-        std::snprintf(shorter, sizeof shorter, "%.*g", digits, v);
-        if (std::strtod(shorter, nullptr) == v) {
-            std::memcpy(text, shorter, sizeof text);
-            break;
-        }
     }
-    if (std::strchr(text, 'e') != nullptr || std::strchr(text, 'E') != nullptr)
-        std::snprintf(text, sizeof text, "%.*f", scale, v);
-    return ParseNumeric(text, std::strlen(text), precision, scale, out);
+    DecimalText decimal;
+    if (!SplitDecimal(text.data(), text.size(), decimal))
+        return false;
+    U128 magnitude;
+    if (!RoundedMagnitude(decimal, scale, magnitude)) {
+        // Too large for any numeric: the number as it is, which a binding at
+        // any precision reports as an overflow.
+        row.SetUtf8(column, text.data(), text.size());
+        return true;
+    }
+    const DB_NUMERIC number = MakeNumeric(magnitude, decimal.negative, precision, scale);
+    if (!Fits(magnitude, precision)) {
+        // Rounding may carry into a digit the precision does not have (9.995
+        // at precision 3 and scale 2). The rounded number as text lets a
+        // binding at the column's precision report the overflow, where the
+        // original one would be cut to a wrong 9.99, and lets a text binding
+        // show it.
+        const std::string rounded = NumericText(number);
+        row.SetUtf8(column, rounded.data(), rounded.size());
+        return true;
+    }
+    row.SetNumeric(column, number);
+    return true;
 }
 
 // ------------------------------------------------------------ functions

@@ -3,8 +3,13 @@
 // with a query that never ends on its own.
 #include "CommandSupport.h"
 
+#include "haldendb/TransactionClass.h"
+
+#include <sqlite3.h>
+
 #include <atomic>
 #include <chrono>
+#include <string>
 #include <thread>
 
 using commandtest::SqliteSource;
@@ -121,4 +126,78 @@ TEST(LongRunningQuery, ACallbackMayDropTheCommandsPointerToItsCancelObject) {
     EXPECT_TRUE(db.errors.reports.empty());
     // Without a cancel object the next statement runs the plain way.
     EXPECT_TRUE(command->Execute(L"SELECT 1", nullptr));
+}
+
+namespace {
+
+// The ids stored in table t, read by SQLite's own client from the file.
+std::string StoredIds(const std::wstring& path) {
+    sqlite3* db = nullptr;
+    std::string ids = "<unreadable>";
+    if (sqlite3_open_v2(std::string(path.begin(), path.end()).c_str(), &db, SQLITE_OPEN_READONLY,
+                        nullptr) == SQLITE_OK) {
+        sqlite3_stmt* stmt = nullptr;
+        if (sqlite3_prepare_v2(db, "SELECT coalesce(group_concat(id), '') FROM t", -1, &stmt,
+                               nullptr) == SQLITE_OK &&
+            sqlite3_step(stmt) == SQLITE_ROW)
+            ids = reinterpret_cast<const char*>(sqlite3_column_text(stmt, 0));
+        sqlite3_finalize(stmt);
+    }
+    sqlite3_close(db);
+    return ids;
+}
+
+} // namespace
+
+TEST(LongRunningQueryCancelScope, ACancelEndsItsStatementAndNothingElseOfTheSession) {
+    SqliteSource db;
+    ASSERT_TRUE(db.connected);
+    db.Exec(L"CREATE TABLE t (id INTEGER)");
+    // Commands made from one transaction object share its session: one
+    // reads a result half way while the other's statement is cancelled.
+    CTransactionClass transaction(db.source);
+    auto reader = std::make_shared<CExtCommandClass>(transaction);
+    ASSERT_TRUE(reader->SelectExecute(L"WITH RECURSIVE c(x) AS (SELECT 1 UNION ALL SELECT x + 1 "
+                                      L"FROM c WHERE x < 100) SELECT x FROM c"));
+    CRowSet& rows = *reader->GetRowSet();
+    for (int i = 0; i < 30; ++i)
+        ASSERT_TRUE(rows.FetchNext());
+
+    auto runner = std::make_shared<CExtCommandClass>(transaction);
+    auto cancel = std::make_shared<Cancel>([](Cancel&) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        return true;
+    });
+    runner->SetPtrCancelLongRunningQuery(cancel);
+    EXPECT_FALSE(runner->Execute(EndlessQuery, nullptr));
+    EXPECT_EQ(cancel->GetOutcome(), Cancel::eCanceled);
+    runner->SetPtrCancelLongRunningQuery(nullptr);
+
+    EXPECT_TRUE(runner->Execute(L"INSERT INTO t VALUES (1)", nullptr));
+    EXPECT_EQ(StoredIds(db.path), "1");
+    int more = 0;
+    while (rows.FetchNext())
+        ++more;
+    EXPECT_EQ(more, 70);
+    EXPECT_TRUE(db.errors.reports.empty());
+}
+
+TEST(LongRunningQueryCancelScope, AnImmediateCancelEndsAStatementThatHadNotStarted) {
+    SqliteSource db;
+    ASSERT_TRUE(db.connected);
+    db.Exec(L"CREATE TABLE t (id INTEGER)");
+    auto command = db.Command();
+    // The watcher may ask before the statement runs or even before the
+    // provider's Execute was called; the cancel must reach it either way.
+    // The count ends, but only long after any test.
+    auto cancel = std::make_shared<Cancel>([](Cancel&) { return true; });
+    command->SetPtrCancelLongRunningQuery(cancel);
+    EXPECT_FALSE(command->Execute(L"WITH RECURSIVE c(x) AS (SELECT 1 UNION ALL SELECT x + 1 FROM "
+                                  L"c WHERE x < 5000000000) INSERT INTO t SELECT count(*) FROM c",
+                                  nullptr));
+    EXPECT_EQ(cancel->GetOutcome(), Cancel::eCanceled);
+    EXPECT_TRUE(db.errors.reports.empty());
+    command->SetPtrCancelLongRunningQuery(nullptr);
+    EXPECT_TRUE(command->Execute(L"INSERT INTO t VALUES (2)", nullptr));
+    EXPECT_EQ(StoredIds(db.path), "2");
 }

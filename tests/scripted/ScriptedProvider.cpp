@@ -259,6 +259,9 @@ public:
         return true;
     }
 
+    // Only a blocked execution is cancelled; nothing is kept for later.
+    void ResetCancel() override {}
+
 private:
     // Waits for a cancel or the longest time; false when canceled.
     bool BlockUntilCanceled(detail::Rule& rule, std::chrono::milliseconds longest) {
