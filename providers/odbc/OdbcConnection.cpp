@@ -102,7 +102,12 @@ bool OdbcConnection::Connect(const OdbcConnectOptions& options, OdbcDiagnostics&
     if (options.loginTimeoutSeconds != 0) {
         rc = SQLSetConnectAttrW(handle, SQL_ATTR_LOGIN_TIMEOUT,
                                 IntegerAttribute(options.loginTimeoutSeconds), 0);
-        api::Check(rc, SQL_HANDLE_DBC, handle, diag, true); // a driver without it still connects
+        // A driver without login time-outs still connects: its refusal is
+        // only worth a warning.
+        const std::size_t first = diag.size();
+        api::Check(rc, SQL_HANDLE_DBC, handle, diag, true);
+        for (std::size_t i = first; i < diag.size(); ++i)
+            diag[i].failure = OdbcFailure::none;
     }
 
     const std::wstring text = OdbcConnectionString::Build(options);

@@ -40,6 +40,23 @@ OdbcNullable Nullability(SQLSMALLINT nullable) {
     }
 }
 
+// Sets a statement attribute; true in ignored when the driver answered that
+// it changed the value (01S02), which the statement then enforces itself.
+bool SetEnforcedAttribute(SQLHSTMT handle, SQLINTEGER attribute, std::uintptr_t value,
+                          bool& ignored, OdbcDiagnostics& diag) {
+    ignored = false;
+    OdbcDiagnostics answer;
+    const SQLRETURN rc = SQLSetStmtAttrW(handle, attribute, IntegerAttribute(value), 0);
+    const bool set = api::Check(rc, SQL_HANDLE_STMT, handle, answer);
+    for (const OdbcDiagnostic& d : answer) {
+        if (d.sqlState == L"01S02" && value != 0)
+            ignored = true;
+        else
+            diag.push_back(d);
+    }
+    return set;
+}
+
 } // namespace
 
 // Marks a call to the driver that Cancel may interrupt.
@@ -113,27 +130,6 @@ OdbcStatement::OdbcStatement(void* handle, const OdbcCapabilities& capabilities)
 OdbcStatement::~OdbcStatement() {
     SQLFreeHandle(SQL_HANDLE_STMT, m_handle);
 }
-
-namespace {
-
-// Sets a statement attribute; true in ignored when the driver answered that
-// it changed the value (01S02), which the statement then enforces itself.
-bool SetEnforcedAttribute(SQLHSTMT handle, SQLINTEGER attribute, std::uintptr_t value,
-                          bool& ignored, OdbcDiagnostics& diag) {
-    ignored = false;
-    OdbcDiagnostics answer;
-    const SQLRETURN rc = SQLSetStmtAttrW(handle, attribute, IntegerAttribute(value), 0);
-    const bool set = api::Check(rc, SQL_HANDLE_STMT, handle, answer);
-    for (const OdbcDiagnostic& d : answer) {
-        if (d.sqlState == L"01S02" && value != 0)
-            ignored = true;
-        else
-            diag.push_back(d);
-    }
-    return set;
-}
-
-} // namespace
 
 bool OdbcStatement::SetQueryTimeout(std::uint32_t seconds, OdbcDiagnostics& diag) {
     bool ignored = false;
