@@ -51,6 +51,9 @@ struct Diagnostic {
     std::wstring sqlState; // five characters (ODBC style), or empty
     LONG nativeError = 0;  // the database's own error number
     Failure failure = Failure::general;
+    // The parameter set (counted from 1) whose execution failed; 0 when the
+    // failure belongs to no set.
+    size_t parameterSet = 0;
 };
 using Diagnostics = std::vector<Diagnostic>;
 
@@ -277,6 +280,10 @@ public:
     // or DB_COUNTUNAVAILABLE for a statement that changes no rows. When the
     // statement returns rows, the cursor of the last set stays open and
     // Fetch reads it. Returns false with Failure::canceled after Cancel.
+    // The sets of one Execute take effect together or not at all: when one
+    // fails, the sets after it do not run, what the sets before it changed
+    // is undone (inside an open transaction, the transaction's earlier work
+    // stays), and the diagnostics of the failure name its set.
     virtual bool Execute(DBROWCOUNT& rowsAffected, bool& hasRows, Diagnostics& diag) = 0;
 
     // The result columns of the open cursor, now that values are known.

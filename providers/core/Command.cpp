@@ -81,6 +81,24 @@ DBSTATUS ConvertInto(DBTYPE from, const void* src, DBLENGTH srcLength, DBTYPE to
     }
 }
 
+// How a report names one of several parameter sets.
+std::wstring ParameterSetName(size_t set, size_t count) {
+    return L"parameter set " + std::to_wstring(set) + L" of " + std::to_wstring(count) +
+           L" (counted from 1)";
+}
+
+// Several parameter sets run as one: the records of a failure say which set
+// failed and that none of them took effect.
+const backend::Diagnostics& NameFailedSet(backend::Diagnostics& diag, size_t sets) {
+    if (sets > 1)
+        for (auto& d : diag)
+            if (d.parameterSet != 0)
+                d.message = L"None of the " + std::to_wstring(sets) +
+                            L" parameter sets took effect; " +
+                            ParameterSetName(d.parameterSet, sets) + L" failed: " + d.message;
+    return diag;
+}
+
 // Reads one parameter value out of the consumer's buffer into a cell.
 DBSTATUS ParameterCell(const DBBINDING& b, const BYTE* base, backend::RowBuffer& set, size_t col) {
     if (b.dwPart & DBPART_STATUS) {
@@ -390,7 +408,7 @@ HRESULT Command::BindParams(const DBPARAMS& params, size_t paramCount) {
         return ReportError(m_session->Source(), E_INVALIDARG, IID_ICommand,
                            L"Several parameter sets need an accessor with a row size.");
     m_paramSets.resize(params.cParamSets);
-    bool failed = false;
+    DB_UPARAMS failedSet = 0; // the first, counted from 1
     for (DB_UPARAMS s = 0; s < params.cParamSets; ++s) {
         backend::RowBuffer& set = m_paramSets[s];
         set.Reset(paramCount);
@@ -401,13 +419,20 @@ HRESULT Command::BindParams(const DBPARAMS& params, size_t paramCount) {
                                    L"A parameter binding names a parameter the command lacks.");
             DBSTATUS status = ParameterCell(b, base, set, b.iOrdinal - 1);
             if (status != DBSTATUS_S_OK) {
-                failed = true;
+                if (failedSet == 0)
+                    failedSet = s + 1;
                 if (b.dwPart & DBPART_STATUS)
                     std::memcpy(base + b.obStatus, &status, sizeof status);
             }
         }
     }
-    if (failed)
+    if (failedSet != 0 && params.cParamSets > 1)
+        return ReportError(m_session->Source(), DB_E_ERRORSOCCURRED, IID_ICommand,
+                           L"None of the " + std::to_wstring(params.cParamSets) +
+                               L" parameter sets took effect; a value of " +
+                               ParameterSetName(failedSet, params.cParamSets) +
+                               L" could not be used; see the binding statuses.");
+    if (failedSet != 0)
         return ReportError(m_session->Source(), DB_E_ERRORSOCCURRED, IID_ICommand,
                            L"A parameter value could not be used; see the binding statuses.");
     backend::Diagnostics diag;
@@ -467,7 +492,8 @@ HRESULT Command::Execute(IUnknown* outer, REFIID riid, DBPARAMS* params, DBROWCO
     DBROWCOUNT affected = DB_COUNTUNAVAILABLE;
     bool hasRows = false;
     if (!m_statement->Execute(affected, hasRows, diag))
-        return Fail(ResultOf(diag), IID_ICommand, diag);
+        return Fail(ResultOf(diag), IID_ICommand,
+                    NameFailedSet(diag, params != nullptr ? params->cParamSets : 0));
     if (rowsAffected != nullptr)
         *rowsAffected = affected;
     if (!hasRows || rowset == nullptr || riid == IID_NULL) {

@@ -35,6 +35,15 @@ private:
     // Whether Cancel was asked for since the last ResetCancel; if so, says
     // so in diag.
     bool Canceled(backend::Diagnostics& diag) const;
+    // Steps the statement once per parameter set; on failure the
+    // diagnostics name the set and the statement is reset.
+    bool RunSets(backend::Diagnostics& diag);
+    // Several parameter sets run inside a savepoint, which (unlike BEGIN)
+    // also nests in the caller's transaction and so can undo exactly the
+    // sets. EndSets releases it when keep, else undoes the sets; a release
+    // that fails undoes them too and answers false.
+    bool BeginSets(backend::Diagnostics& diag);
+    bool EndSets(bool keep, backend::Diagnostics& diag);
     bool Bind(const backend::RowBuffer& set, backend::Diagnostics& diag);
     void ReadRow(backend::RowBuffer& row);
     void Describe(std::vector<backend::ColumnInfo>& columns, bool fromValues);
@@ -49,6 +58,8 @@ private:
     bool m_done = true;
     std::atomic<bool> m_cancel{false}; // set by Cancel from any thread
     bool m_attaches = false;           // the prepared statement attaches or detaches
+    bool m_setsOpen = false;           // the parameter sets' savepoint is open
+    bool m_setsOwnTransaction = false; // and began the transaction itself
 };
 
 } // namespace hdb::sqlite
