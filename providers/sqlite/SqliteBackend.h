@@ -60,6 +60,9 @@ std::string DateText(const DBDATE& d);
 std::string TimeText(const DBTIME& t);
 std::string TimestampText(const DBTIMESTAMP& t);
 std::string NumericText(const DB_NUMERIC& n);
+// The shortest decimal that reads back as v, without an exponent ("2.7",
+// "5.0", "0.30000000000000004"); SQLite's own text keeps 15 digits.
+std::string RealText(double v);
 bool ParseDate(const char* text, size_t n, DBDATE& d);
 bool ParseTime(const char* text, size_t n, DBTIME& t);
 bool ParseTimestamp(const char* text, size_t n, DBTIMESTAMP& t);

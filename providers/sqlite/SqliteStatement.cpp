@@ -427,6 +427,18 @@ void SqliteStatement::ReadRow(backend::RowBuffer& row) {
             break;
         case Target::text:
         case Target::guid:
+            // Text columns hand out text also for numbers stored in them.
+            if (kind == SQLITE_FLOAT) {
+                const std::string real = RealText(sqlite3_value_double(value));
+                row.SetUtf8(i, real.data(), real.size());
+                continue;
+            }
+            if (kind == SQLITE_INTEGER) {
+                auto [t, len] = text();
+                row.SetUtf8(i, t, len);
+                continue;
+            }
+            break;
         case Target::byValue:
             break;
         }
@@ -447,12 +459,6 @@ void SqliteStatement::ReadRow(backend::RowBuffer& row) {
             row.SetUtf8(i, t, len);
             break;
         }
-        }
-        // Text columns hand out text also for numbers stored in them.
-        if ((type.target == Target::text || type.target == Target::guid) && kind != SQLITE_BLOB &&
-            kind != SQLITE_TEXT) {
-            auto [t, len] = text();
-            row.SetUtf8(i, t, len);
         }
     }
 }

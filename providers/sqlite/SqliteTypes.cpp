@@ -40,6 +40,14 @@ bool Has(const std::string& s, const char* part) {
     return s.find(part) != std::string::npos;
 }
 
+// Text without a declared size, for columns whose values may be anything;
+// not a long value either, so that consumers bind it in place.
+ColumnType AnyValueText() {
+    ColumnType t = Variable(DBTYPE_WSTR, 0, Target::text);
+    t.info.size = Unbounded;
+    return t;
+}
+
 } // namespace
 
 ColumnType MapDeclaredType(const char* declared) {
@@ -97,8 +105,14 @@ ColumnType MapDeclaredType(const char* declared) {
             t.info.scale = static_cast<BYTE>(a2 > 0 && a2 <= a1 ? a2 : 0);
             return t;
         }
-        // Without a precision SQLite keeps whatever number it was given.
-        return Fixed(DBTYPE_R8, 8, 15, Target::real);
+        // Without a precision SQLite keeps whatever it was given: integers
+        // of 64 bits, doubles of any size and scale, and text that is no
+        // number. A double loses integers beyond 2^53, and a DB_NUMERIC,
+        // whose scale the column fixes, loses either the fractions or the
+        // range and cannot hold the text. Text holds each exactly (a double
+        // as the shortest text that is the same double), and a consumer's
+        // numeric binding converts it exactly or says why it cannot.
+        return AnyValueText();
     }
     // Any other name has numeric affinity in SQLite; its values say the rest.
     return Variable(DBTYPE_WSTR, 0, Target::byValue);
@@ -539,6 +553,31 @@ std::string ShortestReal(double v) {
 }
 
 } // namespace
+
+std::string RealText(double v) {
+    if (std::isinf(v))
+        return v < 0 ? "-Inf" : "Inf";
+    // The shortest digits, written out without an exponent (which a reader
+    // of integers would stop at), with ".0" after an integral value as
+    // SQLite writes one.
+    const std::string shortest = ShortestReal(v);
+    DecimalText d;
+    if (!SplitDecimal(shortest.data(), shortest.size(), d))
+        return shortest;
+    std::string digits(d.whole, d.wholeDigits);
+    digits.append(d.fraction, d.fractionDigits);
+    const long long point = static_cast<long long>(d.wholeDigits) + d.exponent;
+    std::string text = d.negative ? "-" : "";
+    if (point <= 0) {
+        text += "0." + std::string(static_cast<size_t>(-point), '0') + digits;
+    } else if (point >= static_cast<long long>(digits.size())) {
+        text += digits + std::string(static_cast<size_t>(point) - digits.size(), '0') + ".0";
+    } else {
+        digits.insert(static_cast<size_t>(point), ".");
+        text += digits;
+    }
+    return text;
+}
 
 std::string NumericText(const DB_NUMERIC& n) {
     U128 v = Magnitude(n);

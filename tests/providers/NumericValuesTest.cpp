@@ -220,6 +220,95 @@ TEST_F(NumericValuesTest, DecimalsRoundOnceHalfAwayFromZeroAtTheScale) {
     }
 }
 
+TEST_F(NumericValuesTest, WithoutAPrecisionEveryStoredValueArrivesExactly) {
+    // What SQLite keeps in a NUMERIC or DECIMAL column without a precision:
+    // integers of 64 bits, doubles of any size, text that is no number.
+    ASSERT_EQ(
+        sqlite3_exec(Db(), "CREATE TABLE w (n NUMERIC, d DECIMAL)", nullptr, nullptr, nullptr),
+        SQLITE_OK);
+    sqlite3_stmt* insert = nullptr;
+    ASSERT_EQ(sqlite3_prepare_v2(Db(), "INSERT INTO w VALUES (?1, ?1)", -1, &insert, nullptr),
+              SQLITE_OK);
+    struct Case {
+        const char* stored; // what SQLite holds (typeof)
+        const wchar_t* text;
+        LONGLONG integer;
+        double real;
+    } cases[] = {
+        {"integer", L"9007199254740993", 9007199254740993LL, 0},
+        {"integer", L"-9223372036854775808", INT64_MIN, 0},
+        {"real", L"0.30000000000000004", 0, 0.1 + 0.2},
+        {"real", L"2.5", 0, 2.5},
+        {"real", L"-0.00000015", 0, -1.5e-7},
+        {"real", L"100000000000000000000.0", 0, 1e20},
+        {"text", L"n/a", 0, 0},
+    };
+    for (const Case& c : cases) {
+        if (c.stored[0] == 'i')
+            sqlite3_bind_int64(insert, 1, c.integer);
+        else if (c.stored[0] == 'r')
+            sqlite3_bind_double(insert, 1, c.real);
+        else
+            sqlite3_bind_text(insert, 1, "n/a", -1, SQLITE_STATIC);
+        ASSERT_EQ(sqlite3_step(insert), SQLITE_DONE);
+        sqlite3_reset(insert);
+    }
+    sqlite3_finalize(insert);
+
+    Layout layout;
+    for (DBORDINAL column : {1, 2}) {
+        layout.Add(column, DBTYPE_WSTR, 40 * sizeof(wchar_t));
+        layout.Add(column, DBTYPE_R8, sizeof(double));
+        layout.Add(column, DBTYPE_I8, sizeof(LONGLONG));
+    }
+    auto rows = ReadRows(L"SELECT n, d FROM w ORDER BY rowid", layout);
+    ASSERT_EQ(rows.size(), std::size(cases));
+    sqlite3_stmt* stored = nullptr;
+    ASSERT_EQ(sqlite3_prepare_v2(Db(), "SELECT typeof(n), typeof(d) FROM w ORDER BY rowid", -1,
+                                 &stored, nullptr),
+              SQLITE_OK);
+    for (size_t r = 0; r < rows.size(); ++r) {
+        const Case& c = cases[r];
+        SCOPED_TRACE(r);
+        ASSERT_EQ(sqlite3_step(stored), SQLITE_ROW);
+        BYTE* row = rows[r].second.data();
+        for (int column = 0; column < 2; ++column) {
+            EXPECT_STREQ(reinterpret_cast<const char*>(sqlite3_column_text(stored, column)),
+                         c.stored);
+            const size_t at = column * 3;
+            ASSERT_EQ(layout.Status(row, at), DBSTATUS_S_OK);
+            EXPECT_EQ(std::wstring(&layout.Value<wchar_t>(row, at)), c.text);
+            if (c.stored[0] == 'i') {
+                EXPECT_EQ(layout.Value<LONGLONG>(row, at + 2), c.integer);
+            } else if (c.stored[0] == 'r') {
+                EXPECT_EQ(layout.Value<double>(row, at + 1), c.real);
+            } else {
+                EXPECT_EQ(rows[r].first, DB_S_ERRORSOCCURRED);
+                EXPECT_EQ(layout.Status(row, at + 1), DBSTATUS_E_CANTCONVERTVALUE);
+            }
+        }
+    }
+    sqlite3_finalize(stored);
+
+    // Described so that a consumer binding the column as described gets
+    // every value whole: as text of no declared size.
+    auto command = NewCommand(m_session.Get(), L"SELECT n, d FROM w");
+    ASSERT_EQ(command.As<ICommandPrepare>(IID_ICommandPrepare)->Prepare(0), S_OK);
+    Ptr<IColumnsInfo> info = command.As<IColumnsInfo>(IID_IColumnsInfo);
+    DBORDINAL count = 0;
+    DBCOLUMNINFO* columns = nullptr;
+    OLECHAR* names = nullptr;
+    ASSERT_EQ(info->GetColumnInfo(&count, &columns, &names), S_OK);
+    ASSERT_EQ(count, 2u);
+    for (DBORDINAL i = 0; i < count; ++i) {
+        EXPECT_EQ(columns[i].wType, DBTYPE_WSTR);
+        EXPECT_EQ(columns[i].ulColumnSize, ~DBLENGTH{0});
+        EXPECT_EQ(columns[i].dwFlags & DBCOLUMNFLAGS_ISLONG, 0u);
+    }
+    CoTaskMemFree(columns);
+    CoTaskMemFree(names);
+}
+
 TEST_F(NumericValuesTest, RandomDecimalsOfEveryPrecisionAndScaleMatchAReferenceRounding) {
     // Each precision gets two tables with a column per scale: in "a<p>" SQLite
     // turns the texts into integers or doubles as NUMERIC columns do; "t<p>"
