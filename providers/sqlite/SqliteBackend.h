@@ -35,13 +35,18 @@ enum class Target {
 struct ColumnType {
     backend::ColumnInfo info;
     Target target = Target::byValue;
+    // For a column typed by its values: how they are read, as its first
+    // value chose when the result was described.
+    Target valueTarget = Target::text;
 };
 
 // Maps a declared type ("VARCHAR(20)", "NUMERIC(10,2)", "TEXT" ...) to its
 // column description; an empty declaration gives Target::byValue.
 ColumnType MapDeclaredType(const char* declared);
 
-// The OLE DB description of a column typed by its first value.
+// The OLE DB description of a column typed by its values (an expression, or
+// a declaration that names no type), given the storage class of its first
+// value: bytes after a blob, else text. Its later values may be of any class.
 ColumnType TypeOfValue(int sqliteType);
 
 // Diagnostics of a failed SQLite call; preparing tells syntax errors apart.

@@ -104,8 +104,8 @@ void SqliteStatement::Describe(std::vector<backend::ColumnInfo>& columns, bool f
     columns.reserve(m_types.size());
     for (size_t i = 0; i < m_types.size(); ++i) {
         if (m_types[i].target == Target::byValue && fromValues && m_pending) {
-            // An expression: its first value tells what it holds.
             ColumnType byValue = TypeOfValue(sqlite3_column_type(m_stmt, static_cast<int>(i)));
+            m_types[i].valueTarget = byValue.target;
             byValue.info.name = m_types[i].info.name;
             byValue.info.flags |= DBCOLUMNFLAGS_ISNULLABLE | DBCOLUMNFLAGS_MAYBENULL;
             columns.push_back(byValue.info);
@@ -375,11 +375,12 @@ void SqliteStatement::ReadRow(backend::RowBuffer& row) {
             auto* p = reinterpret_cast<const char*>(sqlite3_value_text(value));
             return std::pair{p, static_cast<size_t>(sqlite3_value_bytes(value))};
         };
-        switch (type.target) {
+        const Target target = type.target == Target::byValue ? type.valueTarget : type.target;
+        switch (target) {
         case Target::integer:
         case Target::boolean:
             if (kind == SQLITE_INTEGER) {
-                if (type.target == Target::boolean)
+                if (target == Target::boolean)
                     row.SetBool(i, sqlite3_value_int64(value) != 0);
                 else
                     row.SetI8(i, sqlite3_value_int64(value));
@@ -404,15 +405,15 @@ void SqliteStatement::ReadRow(backend::RowBuffer& row) {
                 DBDATE d;
                 DBTIME tm;
                 DBTIMESTAMP ts;
-                if (type.target == Target::date && ParseDate(t, len, d)) {
+                if (target == Target::date && ParseDate(t, len, d)) {
                     row.SetDate(i, d);
                     continue;
                 }
-                if (type.target == Target::time && ParseTime(t, len, tm)) {
+                if (target == Target::time && ParseTime(t, len, tm)) {
                     row.SetTime(i, tm);
                     continue;
                 }
-                if (type.target == Target::timestamp && ParseTimestamp(t, len, ts)) {
+                if (target == Target::timestamp && ParseTimestamp(t, len, ts)) {
                     row.SetTimestamp(i, ts);
                     continue;
                 }
@@ -422,6 +423,14 @@ void SqliteStatement::ReadRow(backend::RowBuffer& row) {
             if (kind == SQLITE_BLOB || kind == SQLITE_TEXT) {
                 const void* blob = sqlite3_value_blob(value);
                 row.SetBytes(i, blob, sqlite3_value_bytes(value));
+                continue;
+            }
+            // A double has no bytes of its own: it arrives as those of its
+            // text, as SQLite reads it as a blob. An integer stays one,
+            // which a bytes binding gets as its eight bytes.
+            if (kind == SQLITE_FLOAT) {
+                const std::string real = RealText(sqlite3_value_double(value));
+                row.SetBytes(i, real.data(), real.size());
                 continue;
             }
             break;
@@ -439,7 +448,7 @@ void SqliteStatement::ReadRow(backend::RowBuffer& row) {
                 continue;
             }
             break;
-        case Target::byValue:
+        case Target::byValue: // replaced by valueTarget above
             break;
         }
         // Everything else keeps the type SQLite holds it in; the conversion

@@ -48,11 +48,18 @@ ColumnType AnyValueText() {
     return t;
 }
 
+// A column whose values say what it holds; until they do, text.
+ColumnType TypedByValues() {
+    ColumnType t = AnyValueText();
+    t.target = Target::byValue;
+    return t;
+}
+
 } // namespace
 
 ColumnType MapDeclaredType(const char* declared) {
     if (declared == nullptr || *declared == '\0')
-        return Variable(DBTYPE_WSTR, 0, Target::byValue);
+        return TypedByValues();
     std::string upper;
     for (const char* p = declared; *p != '\0'; ++p)
         upper += static_cast<char>(std::toupper(static_cast<unsigned char>(*p)));
@@ -115,26 +122,24 @@ ColumnType MapDeclaredType(const char* declared) {
         return AnyValueText();
     }
     // Any other name has numeric affinity in SQLite; its values say the rest.
-    return Variable(DBTYPE_WSTR, 0, Target::byValue);
+    return TypedByValues();
 }
 
 ColumnType TypeOfValue(int sqliteType) {
-    switch (sqliteType) {
-    case SQLITE_INTEGER:
-        return Fixed(DBTYPE_I8, 8, 19, Target::byValue);
-    case SQLITE_FLOAT:
-        return Fixed(DBTYPE_R8, 8, 15, Target::byValue);
-    case SQLITE_BLOB:
-        return Variable(DBTYPE_BYTES, Unbounded, Target::byValue);
-    default: {
-        // Text of an expression has no declared size; it is not a long
-        // value either, so consumers bind it in place.
-        ColumnType t = Variable(DBTYPE_WSTR, 0, Target::byValue);
-        t.info.size = Unbounded;
-        t.info.flags = 0;
-        return t;
-    }
-    }
+    // SQLite gives such a column a type per value, and the first value tells
+    // nothing of the later ones (CASE WHEN a = 1 THEN 1 ELSE 2.7 END, or
+    // 'five' after 5), while a column has one type for the whole result.
+    // Text is the one type every value of SQLite has exactly: integers digit
+    // for digit, doubles as the shortest text that is the same double, text
+    // as it is. A numeric description would cut 2.7 to 2 or fail on 'five',
+    // and a consumer binding as described would lose the value or the rest
+    // of the result. A consumer that wants a number binds one, and the
+    // conversion says exactly which values are none. Only a column that
+    // begins with a blob is described as bytes: its later text and numbers
+    // have bytes too, where a blob has no text of its own.
+    if (sqliteType == SQLITE_BLOB)
+        return Variable(DBTYPE_BYTES, Unbounded, Target::bytes);
+    return AnyValueText();
 }
 
 backend::Diagnostic MakeDiagnostic(sqlite3* db, int rc, bool preparing) {
