@@ -162,6 +162,7 @@ TEST_F(NumericValuesTest, DecimalsRoundOnceHalfAwayFromZeroAtTheScale) {
         {"NUMERIC(10,0)", "-2.5", 't', "-3"},
         {"NUMERIC(10,0)", "1e3", 't', "1000"},
         // Carries that reach beyond the precision overflow.
+        {"NUMERIC(10,2)", "9.995", 't', "10.00"},
         {"NUMERIC(4,2)", "99.994", 't', "99.99"},
         {"NUMERIC(3,2)", "9.995", 't', ""},
         {"NUMERIC(3,2)", "-9.995", 'r', ""},
