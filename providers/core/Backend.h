@@ -16,6 +16,9 @@
 // Errors: every call that can fail returns false (or FetchResult::error) and
 // appends one or more Diagnostic records to the Diagnostics it was given,
 // the most important record first. The core turns them into error records.
+// A call that succeeds may append records too: warnings (a value the
+// database rounded, a message the server sent with its result), which the
+// core hands to the consumer as error records of the successful call.
 #pragma once
 
 #include <cstddef>
@@ -35,15 +38,19 @@ namespace hdb::backend {
 // What kind of failure a diagnostic describes; the core picks the result
 // code of the failing OLE DB call from it.
 enum class Failure {
-    general,       // anything else (E_FAIL)
-    cannotConnect, // the data source cannot be opened
-    syntax,        // the statement text is not valid (DB_E_ERRORSINCOMMAND)
-    noTable,       // a table or view named by the statement does not exist
-    constraint,    // a constraint rejected the change (DB_E_INTEGRITYVIOLATION)
-    busy,          // locked by someone else, deadlock or serialisation failure
-    canceled,      // Cancel ended the statement (DB_E_CANCELED)
-    readOnly,      // the database cannot be written
-    conversion,    // a value could not be converted (DB_E_CANTCONVERTVALUE)
+    general,        // anything else (E_FAIL)
+    cannotConnect,  // the data source cannot be opened
+    syntax,         // the statement text is not valid (DB_E_ERRORSINCOMMAND)
+    noTable,        // a table or view named by the statement does not exist
+    constraint,     // a constraint rejected the change (DB_E_INTEGRITYVIOLATION)
+    busy,           // locked by someone else (E_FAIL)
+    canceled,       // Cancel ended the statement (DB_E_CANCELED)
+    readOnly,       // the database cannot be written
+    conversion,     // a value could not be converted (DB_E_CANTCONVERTVALUE)
+    connectionLost, // the connection to the server broke; nothing more runs on it (E_FAIL)
+    timeout,        // the statement's time-out ran out (DB_E_ABORTLIMITREACHED)
+    deadlock,       // chosen as a deadlock victim, or a serialisation failure:
+                    // the transaction was rolled back and may be tried again (E_FAIL)
 };
 
 struct Diagnostic {
@@ -239,6 +246,9 @@ struct ConnectOptions {
     std::wstring user;
     std::wstring password;
     std::wstring catalog;
+    // Options in the backend's own syntax (a connection string's pairs),
+    // given by the consumer as the provider string; empty when none.
+    std::wstring providerString;
     LONG timeoutSeconds = 0;
 };
 
@@ -263,6 +273,13 @@ public:
 
     // The parameters of the prepared statement, in marker order.
     virtual bool DescribeParameters(std::vector<ParameterInfo>& params, Diagnostics& diag) = 0;
+
+    // Options of the next Execute: a time-out in seconds after which a
+    // running Execute or Fetch fails with Failure::timeout, and the most
+    // rows its cursor delivers; 0 means none for either. The core passes
+    // them before every Execute (and stops fetching at maxRows itself, so a
+    // backend may take it as a hint to the server).
+    virtual bool SetOptions(LONG timeoutSeconds, DBCOUNTITEM maxRows, Diagnostics& diag) = 0;
 
     // The result columns of the prepared statement; none for a statement
     // that returns no rows. Columns whose type the database only learns
@@ -297,12 +314,15 @@ public:
     virtual FetchResult Fetch(RowBuffer* const rows[], size_t count, size_t& fetched,
                               Diagnostics& diag) = 0;
 
-    // Reads a deferred long value of the last fetched row: up to cb bytes
-    // of column from byte position offset on. read receives the bytes
-    // copied; 0 with true means the end of the value. Only valid until the
-    // next Fetch.
-    virtual bool ReadLong(size_t column, size_t offset, void* buffer, size_t cb, size_t& read,
-                          Diagnostics& diag) = 0;
+    // Reads a deferred long value of the last Fetch: up to cb bytes of the
+    // value of column in rows[row] of that fetch, from byte position offset
+    // on. read receives the bytes copied; 0 with true means the end of the
+    // value. Reading goes forward only, as a server's driver delivers it: by
+    // row, then by column, each value in consecutive chunks from offset 0;
+    // a value before the last one read (or a chunk behind the position
+    // reached) may fail. Only valid until the next Fetch.
+    virtual bool ReadLong(size_t row, size_t column, size_t offset, void* buffer, size_t cb,
+                          size_t& read, Diagnostics& diag) = 0;
 
     // Closes the open cursor; the prepared statement stays ready to run
     // again.
@@ -347,6 +367,9 @@ public:
     // may end one by itself (a failing statement can roll it back, a
     // statement can commit it), and the session follows what this says.
     virtual bool InTransaction() const = 0;
+
+    // The catalog (database) the connection works in, as the database names it.
+    virtual std::wstring CurrentCatalog() const = 0;
 
     // The catalogs (databases) reachable through this connection.
     virtual bool ListCatalogs(std::vector<CatalogInfo>& catalogs, Diagnostics& diag) = 0;

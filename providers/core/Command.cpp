@@ -1,5 +1,6 @@
 // The command object: text, preparation, parameters (one or many sets),
 // execution with cancel from another thread, and the rowset it returns.
+#include <algorithm>
 #include <cwchar>
 
 #include "Core.h"
@@ -485,10 +486,15 @@ HRESULT Command::Execute(IUnknown* outer, REFIID riid, DBPARAMS* params, DBROWCO
         if (!m_statement->BindParameters(m_paramSets.data(), 1, diag))
             return Fail(ResultOf(diag), IID_ICommand, diag);
     }
+    backend::Diagnostics diag;
+    const LONG timeout = m_props.Number(DBPROPSET_ROWSET, DBPROP_COMMANDTIMEOUT);
+    const LONG maxRows = m_props.Number(DBPROPSET_ROWSET, DBPROP_MAXROWS);
+    if (!m_statement->SetOptions(timeout, static_cast<DBCOUNTITEM>(std::max<LONG>(maxRows, 0)),
+                                 diag))
+        return Fail(ResultOf(diag), IID_ICommand, diag);
     if (ArmCancel())
         return ReportError(m_session->Source(), DB_E_CANCELED, IID_ICommand,
                            L"The statement was canceled before it started.");
-    backend::Diagnostics diag;
     DBROWCOUNT affected = DB_COUNTUNAVAILABLE;
     bool hasRows = false;
     if (!m_statement->Execute(affected, hasRows, diag))
@@ -496,12 +502,15 @@ HRESULT Command::Execute(IUnknown* outer, REFIID riid, DBPARAMS* params, DBROWCO
                     NameFailedSet(diag, params != nullptr ? params->cParamSets : 0));
     if (rowsAffected != nullptr)
         *rowsAffected = affected;
+    // Warnings of the execution (diag of a successful Execute) reach the
+    // consumer as records of the successful call.
     if (!hasRows || rowset == nullptr || riid == IID_NULL) {
         m_statement->CloseCursor();
-        return S_OK;
+        return ReportWarnings(m_session->Source(), S_OK, IID_ICommand, diag);
     }
-    return MakeRowset(m_session.Get(), static_cast<ICommandText*>(this), m_statement, m_props,
-                      &m_accessors, riid, rowset);
+    hr = MakeRowset(m_session.Get(), static_cast<ICommandText*>(this), m_statement, m_props,
+                    &m_accessors, riid, rowset);
+    return SUCCEEDED(hr) ? ReportWarnings(m_session->Source(), hr, IID_ICommand, diag) : hr;
 }
 
 // A cancel ends the statement it was meant for, whenever it arrives:

@@ -313,9 +313,10 @@ public:
     HRESULT STDMETHODCALLTYPE CanConvert(DBTYPE from, DBTYPE to, DBCONVERTFLAGS flags) override;
     HRESULT STDMETHODCALLTYPE InterfaceSupportsErrorInfo(REFIID riid) override;
 
-    // Reads a deferred long value of a row (for the stream objects).
-    bool ReadDeferred(HROW row, size_t column, size_t offset, void* buffer, size_t cb,
-                      size_t& read);
+    // Reads a deferred long value of a row (for the stream objects); a
+    // failure leaves its error records.
+    HRESULT ReadDeferred(HROW row, size_t column, size_t offset, void* buffer, size_t cb,
+                         size_t& read);
 
 protected:
     ~Rowset() override;
@@ -326,6 +327,7 @@ private:
         DBREFCOUNT refs = 0;
         DBBKMARK position = 0; // 1-based row number, the row's bookmark
         size_t generation = 0; // the fetch that filled it (deferred values)
+        size_t batchIndex = 0; // its place among the rows of that fetch
     };
 
     HRESULT Query(REFIID riid, void** ppv);

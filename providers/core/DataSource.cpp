@@ -36,7 +36,7 @@ const PropertyDef DataSourceDefs[] = {
     {&DBPROPSET_DATASOURCE, DBPROP_MULTIPLECONNECTIONS, VT_BOOL, DsRW, L"Multiple Connections", 1,
      nullptr},
     {&DBPROPSET_DATASOURCE, DBPROP_CURRENTCATALOG, VT_BSTR,
-     DBPROPFLAGS_DATASOURCE | DBPROPFLAGS_READ, L"Current Catalog", 0, L"main"},
+     DBPROPFLAGS_DATASOURCE | DBPROPFLAGS_READ, L"Current Catalog", 0, nullptr},
     {&DBPROPSET_DATASOURCEINFO, DBPROP_CONNECTIONSTATUS, VT_I4, InfoR, L"Connection Status",
      DBPROPVAL_CS_UNINITIALIZED, nullptr},
     {&DBPROPSET_DATASOURCEINFO, DBPROP_STRUCTUREDSTORAGE, VT_I4, InfoR, L"Structured Storage",
@@ -114,6 +114,7 @@ HRESULT DataSource::Initialize() {
     options.user = m_props.Text(DBPROPSET_DBINIT, DBPROP_AUTH_USERID);
     options.password = m_props.Text(DBPROPSET_DBINIT, DBPROP_AUTH_PASSWORD);
     options.catalog = m_props.Text(DBPROPSET_DBINIT, DBPROP_INIT_CATALOG);
+    options.providerString = m_props.Text(DBPROPSET_DBINIT, DBPROP_INIT_PROVIDERSTRING);
     options.timeoutSeconds = m_props.Number(DBPROPSET_DBINIT, DBPROP_INIT_TIMEOUT);
     auto connection = m_backend->NewConnection();
     backend::Diagnostics diag;
@@ -122,9 +123,10 @@ HRESULT DataSource::Initialize() {
     m_props.PutText(DBPROPSET_DATASOURCEINFO, DBPROP_DBMSNAME, connection->ProductName());
     m_props.PutText(DBPROPSET_DATASOURCEINFO, DBPROP_DBMSVER, connection->ProductVersion());
     m_props.PutText(DBPROPSET_DATASOURCEINFO, DBPROP_DATASOURCENAME, options.dataSource);
+    m_props.PutText(DBPROPSET_DATASOURCE, DBPROP_CURRENTCATALOG, connection->CurrentCatalog());
     m_props.PutNumber(DBPROPSET_DATASOURCEINFO, DBPROP_CONNECTIONSTATUS, DBPROPVAL_CS_INITIALIZED);
     m_connection = std::move(connection);
-    return S_OK;
+    return ReportWarnings(m_source, S_OK, IID_IDBInitialize, diag);
 }
 
 HRESULT DataSource::Uninitialize() {

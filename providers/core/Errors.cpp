@@ -22,8 +22,12 @@ HRESULT ResultOf(const backend::Diagnostics& diag, HRESULT fallback) {
         return DB_SEC_E_PERMISSIONDENIED;
     case backend::Failure::conversion:
         return DB_E_CANTCONVERTVALUE;
+    case backend::Failure::timeout:
+        return DB_E_ABORTLIMITREACHED;
     case backend::Failure::cannotConnect:
     case backend::Failure::busy:
+    case backend::Failure::connectionLost:
+    case backend::Failure::deadlock:
     case backend::Failure::general:
         break;
     }
@@ -48,6 +52,13 @@ HRESULT ReportDiagnostics(const ErrorSource& source, HRESULT hr, REFIID iid,
         records.push_back(std::move(r));
     }
     HdbSetErrorRecords(records.data(), records.size());
+    return hr;
+}
+
+HRESULT ReportWarnings(const ErrorSource& source, HRESULT hr, REFIID iid,
+                       const backend::Diagnostics& diag) {
+    if (!diag.empty())
+        ReportDiagnostics(source, hr, iid, diag);
     return hr;
 }
 

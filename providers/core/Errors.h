@@ -23,6 +23,12 @@ HRESULT ResultOf(const backend::Diagnostics& diag, HRESULT fallback = E_FAIL);
 HRESULT ReportDiagnostics(const ErrorSource& source, HRESULT hr, REFIID iid,
                           const backend::Diagnostics& diag);
 
+// The warnings of a successful call (diagnostics of a backend call that
+// succeeded): one record per diagnostic, left with the success code hr
+// (the caller cleared the error information at its start); returns hr.
+HRESULT ReportWarnings(const ErrorSource& source, HRESULT hr, REFIID iid,
+                       const backend::Diagnostics& diag);
+
 // Leaves one record with the given description and returns hr.
 HRESULT ReportError(const ErrorSource& source, HRESULT hr, REFIID iid,
                     const std::wstring& description);

@@ -69,8 +69,9 @@ public:
             return STG_E_INVALIDPOINTER;
         size_t read = 0;
         if (m_rowset) {
-            if (!m_rowset->ReadDeferred(m_row, m_column, m_position, pv, cb, read))
-                return E_FAIL;
+            HRESULT hr = m_rowset->ReadDeferred(m_row, m_column, m_position, pv, cb, read);
+            if (FAILED(hr))
+                return hr;
         } else {
             read = std::min<size_t>(cb, m_bytes.size() - std::min(m_position, m_bytes.size()));
             if (read != 0)
@@ -137,7 +138,10 @@ public:
             *rows[fetched++] = m_rows[m_next++];
         return fetched == 0 ? backend::FetchResult::end : backend::FetchResult::rows;
     }
-    bool ReadLong(size_t, size_t, void*, size_t, size_t& read, backend::Diagnostics&) override {
+    bool SetOptions(LONG, DBCOUNTITEM, backend::Diagnostics&) override { return true; }
+    // Rows in memory hold every value whole: none is deferred.
+    bool ReadLong(size_t, size_t, size_t, void*, size_t, size_t& read,
+                  backend::Diagnostics&) override {
         read = 0;
         return false;
     }
@@ -296,6 +300,7 @@ HRESULT Rowset::FetchMore(size_t count, std::vector<HROW>& out, bool& end) {
         slot.refs = 1;
         slot.position = ++m_fetched;
         slot.generation = m_generation;
+        slot.batchIndex = i;
         out.push_back(chosen[i] + 1);
     }
     // Slots left unused go back for the next fetch; new ones at the end are
@@ -319,7 +324,7 @@ HRESULT Rowset::FetchMore(size_t count, std::vector<HROW>& out, bool& end) {
         m_end = true;
         end = true;
     }
-    return S_OK;
+    return ReportWarnings(m_session->Source(), S_OK, IID_IRowset, diag);
 }
 
 HRESULT Rowset::HandOut(const std::vector<HROW>& handles, DBCOUNTITEM* obtained, HROW** rows) {
@@ -463,20 +468,24 @@ HRESULT Rowset::RestartPosition(HCHAPTER chapter) {
     return S_OK;
 }
 
-bool Rowset::ReadDeferred(HROW row, size_t column, size_t offset, void* buffer, size_t cb,
-                          size_t& read) {
+HRESULT Rowset::ReadDeferred(HROW row, size_t column, size_t offset, void* buffer, size_t cb,
+                             size_t& read) {
     read = 0;
     Slot* slot = SlotOf(row);
+    if (slot == nullptr)
+        return ReportError(m_session->Source(), DB_E_BADROWHANDLE, IID_ISequentialStream,
+                           L"The row of the long value was released.");
     // Deferred values come from the cursor, which only holds the rows of
     // the latest fetch.
-    if (slot == nullptr || slot->generation != m_generation)
-        return false;
+    if (slot->generation != m_generation)
+        return ReportError(m_session->Source(), DB_E_BADROWHANDLE, IID_ISequentialStream,
+                           L"The long value can no longer be read: it belongs to a row of an "
+                           L"earlier fetch, and the database delivers long values only for the "
+                           L"rows of the latest one.");
     backend::Diagnostics diag;
-    if (!m_statement->ReadLong(column, offset, buffer, cb, read, diag)) {
-        Fail(ResultOf(diag), IID_ISequentialStream, diag);
-        return false;
-    }
-    return true;
+    if (!m_statement->ReadLong(slot->batchIndex, column, offset, buffer, cb, read, diag))
+        return Fail(ResultOf(diag), IID_ISequentialStream, diag);
+    return ReportWarnings(m_session->Source(), S_OK, IID_ISequentialStream, diag);
 }
 
 HRESULT Rowset::FillBinding(const DBBINDING& b, HROW row, const backend::RowBuffer& buffer,
@@ -515,13 +524,20 @@ HRESULT Rowset::FillBinding(const DBBINDING& b, HROW row, const backend::RowBuff
         whole.reserve(1);
         BYTE chunk[4096];
         size_t offset = 0, read = 0;
-        while (ReadDeferred(row, b.iOrdinal - 1, offset, chunk, sizeof chunk, read) && read != 0) {
+        HRESULT hr;
+        while (
+            SUCCEEDED(hr = ReadDeferred(row, b.iOrdinal - 1, offset, chunk, sizeof chunk, read)) &&
+            read != 0) {
             whole.insert(whole.end(), chunk, chunk + read);
             offset += read;
         }
-        HdbDataConvert(cell.type, b.wType, whole.size(), &length, whole.data(),
-                       wantValue ? value : nullptr, wantValue ? b.cbMaxLen : 0, DBSTATUS_S_OK,
-                       &status, b.bPrecision, b.bScale, 0);
+        // A value that cannot be read whole is not handed out in part.
+        if (FAILED(hr))
+            status = DBSTATUS_E_UNAVAILABLE;
+        else
+            HdbDataConvert(cell.type, b.wType, whole.size(), &length, whole.data(),
+                           wantValue ? value : nullptr, wantValue ? b.cbMaxLen : 0, DBSTATUS_S_OK,
+                           &status, b.bPrecision, b.bScale, 0);
     } else if (cell.type == b.wType && cell.type == DBTYPE_WSTR) {
         length = cell.length;
         if (wantValue) {

@@ -131,6 +131,8 @@ public:
     bool Commit(backend::Diagnostics& diag) override;
     bool Rollback(backend::Diagnostics& diag) override;
     bool InTransaction() const override;
+    // The database opened as the data source is SQLite's "main" schema.
+    std::wstring CurrentCatalog() const override { return L"main"; }
     bool ListCatalogs(std::vector<backend::CatalogInfo>& catalogs,
                       backend::Diagnostics& diag) override;
     std::unique_ptr<backend::Statement> NewStatement() override;

@@ -472,7 +472,8 @@ void SqliteStatement::ReadRow(backend::RowBuffer& row) {
     }
 }
 
-bool SqliteStatement::ReadLong(size_t, size_t, void*, size_t, size_t& read, backend::Diagnostics&) {
+bool SqliteStatement::ReadLong(size_t, size_t, size_t, void*, size_t, size_t& read,
+                               backend::Diagnostics&) {
     // Every value arrives with its row; nothing is ever deferred.
     read = 0;
     return false;

@@ -22,7 +22,10 @@ public:
                         backend::Diagnostics& diag) override;
     backend::FetchResult Fetch(backend::RowBuffer* const rows[], size_t count, size_t& fetched,
                                backend::Diagnostics& diag) override;
-    bool ReadLong(size_t column, size_t offset, void* buffer, size_t cb, size_t& read,
+    // The core stops fetching at maxRows itself; a time-out is not kept
+    // (SQLite runs in the process, and Cancel ends a statement at once).
+    bool SetOptions(LONG, DBCOUNTITEM, backend::Diagnostics&) override { return true; }
+    bool ReadLong(size_t row, size_t column, size_t offset, void* buffer, size_t cb, size_t& read,
                   backend::Diagnostics& diag) override;
     void CloseCursor() override;
     bool Cancel() override;

@@ -30,6 +30,7 @@ struct Rule {
     std::vector<std::vector<Value>> rows;
     std::optional<size_t> fetchFailAfter;
     Fault fetchFault;
+    std::optional<Fault> warning;
     std::optional<std::chrono::milliseconds> block;
     int executions = 0;
     int blocked = 0;
@@ -59,6 +60,7 @@ struct State {
 
     std::vector<std::shared_ptr<Rule>> rules;
     std::vector<std::wstring> executed;
+    std::pair<LONG, DBCOUNTITEM> lastOptions{0, 0};
 
     HRESULT cancelResult = S_OK;
     int cancels = 0;
@@ -117,7 +119,9 @@ backend::Diagnostic DiagnosticOf(const Fault& fault) {
 
 // FaultKind names the backend's failure kinds one for one.
 static_assert(static_cast<int>(FaultKind::conversion) ==
-              static_cast<int>(backend::Failure::conversion));
+                  static_cast<int>(backend::Failure::conversion) &&
+              static_cast<int>(FaultKind::deadlock) ==
+                  static_cast<int>(backend::Failure::deadlock));
 
 DBCOLUMNFLAGS FlagsOf(DBTYPE type) {
     DBCOLUMNFLAGS flags = DBCOLUMNFLAGS_ISNULLABLE | DBCOLUMNFLAGS_MAYBENULL;
@@ -174,9 +178,15 @@ public:
         m_next = 0;
         std::shared_ptr<detail::Rule> rule;
         std::optional<std::chrono::milliseconds> block;
+        std::optional<backend::Diagnostic> warning;
+        m_batchStart = 0;
+        m_readRow = 0;
+        m_readColumn = 0;
+        m_readOffset = 0;
         {
             std::lock_guard lock(m_state->mutex);
             m_state->executed.push_back(m_text);
+            m_state->lastOptions = m_options;
             rule = m_state->RuleFor(m_text);
             if (!rule) {
                 rowsAffected = 0;
@@ -190,6 +200,8 @@ public:
                 return false;
             }
             block = rule->block;
+            if (rule->warning)
+                warning = DiagnosticOf(*rule->warning);
         }
         if (block && !BlockUntilCanceled(*rule, *block)) {
             diag.push_back(
@@ -203,6 +215,13 @@ public:
         m_fetchFault = rule->fetchFault;
         hasRows = !m_columns.empty();
         rowsAffected = rule->affected.value_or(hasRows ? DB_COUNTUNAVAILABLE : 0);
+        if (warning)
+            diag.push_back(*warning);
+        return true;
+    }
+
+    bool SetOptions(LONG timeoutSeconds, DBCOUNTITEM maxRows, backend::Diagnostics&) override {
+        m_options = {timeoutSeconds, maxRows};
         return true;
     }
 
@@ -214,6 +233,10 @@ public:
     backend::FetchResult Fetch(backend::RowBuffer* const rows[], size_t count, size_t& fetched,
                                backend::Diagnostics& diag) override {
         fetched = 0;
+        m_batchStart = m_next;
+        m_readRow = 0;
+        m_readColumn = 0;
+        m_readOffset = 0;
         while (fetched < count && m_next < m_rows.size()) {
             // A fetch reaching past the failing row fails as a whole, as a
             // lost connection fails the block it was reading.
@@ -230,6 +253,8 @@ public:
                     row.SetI8(c, *i);
                 else if (const auto* r = std::get_if<double>(&v))
                     row.SetR8(c, *r);
+                else if (m_columns[c].flags & DBCOLUMNFLAGS_ISLONG)
+                    row.SetDeferred(c, DBTYPE_WSTR);
                 else if (const auto* t = std::get_if<std::wstring>(&v))
                     row.SetWide(c, t->data(), t->size());
             }
@@ -237,12 +262,35 @@ public:
         return fetched != 0 ? backend::FetchResult::rows : backend::FetchResult::end;
     }
 
-    bool ReadLong(size_t, size_t, void*, size_t, size_t& read,
+    bool ReadLong(size_t row, size_t column, size_t offset, void* buffer, size_t cb, size_t& read,
                   backend::Diagnostics& diag) override {
         read = 0;
-        diag.push_back(
-            {L"Scripted results hold no long values.", L"HY000", 0, backend::Failure::general});
-        return false;
+        const size_t index = m_batchStart + row;
+        const std::wstring* text = nullptr;
+        if (index < m_next && column < m_rows[index].size())
+            text = std::get_if<std::wstring>(&m_rows[index][column]);
+        if (text == nullptr || column >= m_columns.size() ||
+            !(m_columns[column].flags & DBCOLUMNFLAGS_ISLONG)) {
+            diag.push_back({L"No long value at that row and column of the last fetch.", L"07009", 0,
+                            backend::Failure::general});
+            return false;
+        }
+        // Forward only: a later value, or the next chunk of the value being read.
+        const bool sameValue = row == m_readRow && column == m_readColumn;
+        const bool later = row > m_readRow || (row == m_readRow && column > m_readColumn);
+        if (!(later && offset == 0) && !(sameValue && offset == m_readOffset)) {
+            diag.push_back({L"Long values are read forward only, each from its start.", L"HY109", 0,
+                            backend::Failure::general});
+            return false;
+        }
+        const size_t bytes = text->size() * sizeof(wchar_t);
+        read = std::min(cb, bytes - std::min(offset, bytes));
+        if (read != 0)
+            std::memcpy(buffer, reinterpret_cast<const BYTE*>(text->data()) + offset, read);
+        m_readRow = row;
+        m_readColumn = column;
+        m_readOffset = offset + read;
+        return true;
     }
 
     void CloseCursor() override {
@@ -288,6 +336,10 @@ private:
     std::vector<backend::ColumnInfo> m_columns;
     std::vector<std::vector<Value>> m_rows;
     size_t m_next = 0;
+    // The first row of the last fetch, and how far its long values were read.
+    size_t m_batchStart = 0;
+    size_t m_readRow = 0, m_readColumn = 0, m_readOffset = 0;
+    std::pair<LONG, DBCOUNTITEM> m_options{0, 0};
     std::optional<size_t> m_fetchFailAfter;
     Fault m_fetchFault;
 
@@ -327,6 +379,7 @@ public:
     }
     // A scripted database never ends a transaction by itself.
     bool InTransaction() const override { return m_inTransaction; }
+    std::wstring CurrentCatalog() const override { return L"main"; }
     bool ListCatalogs(std::vector<backend::CatalogInfo>& catalogs, backend::Diagnostics&) override {
         catalogs = {{L"main", L""}};
         return true;
@@ -674,7 +727,7 @@ private:
 
 Fault DeadlockVictim() {
     return {L"The transaction was chosen as deadlock victim; run it again.", L"40001", 1205,
-            FaultKind::busy};
+            FaultKind::deadlock};
 }
 
 Fault SevereError(LONG nativeError) {
@@ -721,11 +774,21 @@ StatementRule& StatementRule::Returns(std::vector<Column> columns,
         info.type = column.type;
         info.size = column.size;
         info.flags = FlagsOf(column.type);
+        if (column.isLong) {
+            info.flags |= DBCOLUMNFLAGS_ISLONG;
+            info.size = ~DBLENGTH(0);
+        }
         described.push_back(std::move(info));
     }
     std::lock_guard lock(m_state->mutex);
     m_rule->columns = std::move(described);
     m_rule->rows = std::move(rows);
+    return *this;
+}
+
+StatementRule& StatementRule::Warns(const Fault& warning) {
+    std::lock_guard lock(m_state->mutex);
+    m_rule->warning = warning;
     return *this;
 }
 
@@ -830,6 +893,11 @@ StatementRule ScriptedProvider::OnStatement(const std::wstring& piece) {
 std::vector<std::wstring> ScriptedProvider::Executed() const {
     std::lock_guard lock(m_state->mutex);
     return m_state->executed;
+}
+
+std::pair<LONG, DBCOUNTITEM> ScriptedProvider::LastStatementOptions() const {
+    std::lock_guard lock(m_state->mutex);
+    return m_state->lastOptions;
 }
 
 void ScriptedProvider::CancelAnswers(HRESULT result) {

@@ -37,8 +37,8 @@ inline constexpr CLSID CLSID_ScriptedProvider = {
 // follows from it as it does for a real backend: syntax gives
 // DB_E_ERRORSINCOMMAND, noTable DB_E_NOTABLE, constraint
 // DB_E_INTEGRITYVIOLATION, canceled DB_E_CANCELED, readOnly
-// DB_SEC_E_PERMISSIONDENIED, conversion DB_E_CANTCONVERTVALUE, the others
-// E_FAIL.
+// DB_SEC_E_PERMISSIONDENIED, conversion DB_E_CANTCONVERTVALUE, timeout
+// DB_E_ABORTLIMITREACHED, the others E_FAIL.
 enum class FaultKind {
     general,
     cannotConnect,
@@ -48,7 +48,10 @@ enum class FaultKind {
     busy,
     canceled,
     readOnly,
-    conversion
+    conversion,
+    connectionLost,
+    timeout,
+    deadlock
 };
 
 // One error record as the database would leave it.
@@ -70,11 +73,15 @@ using Value = std::variant<std::monostate, LONGLONG, double, std::wstring>;
 
 // A column of a scripted result. type is the DBTYPE it is described as
 // (DBTYPE_I8, DBTYPE_I4, DBTYPE_R8, DBTYPE_WSTR ...); the values are
-// converted to the consumer's bindings by the provider core.
+// converted to the consumer's bindings by the provider core. A long text
+// column's values are left with the cursor and read in chunks, forward
+// only (by row of the fetch, then by column, each value from its start),
+// as a server's driver delivers them; reading out of that order fails.
 struct Column {
     std::wstring name;
     DBTYPE type = DBTYPE_WSTR;
     DBLENGTH size = 0; // characters of a text column; 0 for the fixed-size types
+    bool isLong = false;
 };
 
 // The property sets a consumer handed to IDBProperties::SetProperties of a
@@ -120,6 +127,9 @@ public:
     // The fetch that would deliver a row past the first `rows` fails with
     // fault (and delivers nothing).
     StatementRule& FailFetchAfter(size_t rows, const Fault& fault);
+    // Successful executions also leave this warning (a diagnostic of a
+    // call that succeeded).
+    StatementRule& Warns(const Fault& warning);
     // An execution blocks until a successful ICommand::Cancel (it then fails
     // with DB_E_CANCELED) or for at most `longest` (it then succeeds).
     StatementRule& Blocks(std::chrono::milliseconds longest);
@@ -178,6 +188,8 @@ public:
     StatementRule OnStatement(const std::wstring& piece);
     // Statement texts in the order they were executed.
     std::vector<std::wstring> Executed() const;
+    // The time-out (seconds) and row limit the last execution was given.
+    std::pair<LONG, DBCOUNTITEM> LastStatementOptions() const;
 
     // ---- cancel
     // ICommand::Cancel answers result (and leaves an error record) instead

@@ -151,6 +151,130 @@ TEST_F(ScriptedTest, FaultKindsPickTheResultCodeAndSevereErrorsKeepTheirNumber) 
     EXPECT_EQ(L"42000", TakeRecords().at(0).sqlState);
     EXPECT_EQ(DB_E_INTEGRITYVIOLATION, Run(L"INSERT INTO t VALUES (1)"));
     EXPECT_EQ(2627, TakeRecords().at(0).nativeError);
+    // The kinds of a server's failures.
+    const struct {
+        const wchar_t* text;
+        Fault fault;
+        HRESULT expected;
+    } serverFaults[] = {
+        {L"WAITFOR 1", {L"timed out", L"HYT00", 0, FaultKind::timeout}, DB_E_ABORTLIMITREACHED},
+        {L"WAITFOR 2", {L"link down", L"08S01", 2013, FaultKind::connectionLost}, E_FAIL},
+        {L"WAITFOR 3", DeadlockVictim(), E_FAIL},
+    };
+    for (const auto& f : serverFaults) {
+        provider.OnStatement(f.text).FailAlways(f.fault);
+        EXPECT_EQ(f.expected, Run(f.text)) << f.fault.sqlState;
+        EXPECT_EQ(f.fault.nativeError, TakeRecords().at(0).nativeError);
+    }
+}
+
+TEST_F(ScriptedTest, WarningsOfASuccessfulExecuteAndItsOptionsCrossTheBackendEdge) {
+    provider.OnStatement(L"UPDATE").Warns({L"value rounded", L"01S07", 7, FaultKind::general});
+    auto command = Command(L"UPDATE t SET a = 1.5");
+    Ptr<ICommandProperties> properties;
+    ASSERT_EQ(S_OK, command->QueryInterface(IID_ICommandProperties, properties.Out()));
+    DBPROP props[2]{};
+    props[0].dwPropertyID = DBPROP_COMMANDTIMEOUT;
+    props[1].dwPropertyID = DBPROP_MAXROWS;
+    props[0].vValue.vt = props[1].vValue.vt = VT_I4;
+    props[0].vValue.lVal = 7;
+    props[1].vValue.lVal = 3;
+    DBPROPSET set{props, 2, DBPROPSET_ROWSET};
+    ASSERT_EQ(S_OK, properties->SetProperties(1, &set));
+    ASSERT_EQ(S_OK, command->Execute(nullptr, IID_NULL, nullptr, nullptr, nullptr));
+    auto records = TakeRecords();
+    ASSERT_EQ(1u, records.size());
+    EXPECT_EQ(L"01S07", records[0].sqlState);
+    EXPECT_EQ(L"value rounded", records[0].description);
+    EXPECT_EQ((std::pair<LONG, DBCOUNTITEM>{7, 3}), provider.LastStatementOptions());
+    // A statement without warnings leaves no record behind.
+    EXPECT_EQ(S_OK, Run(L"DELETE FROM t"));
+    EXPECT_TRUE(TakeRecords().empty());
+}
+
+TEST_F(ScriptedTest, LongValuesComeForwardInChunksFromAnyRowOfTheLatestFetch) {
+    auto text = [](wchar_t c) { return std::wstring(3000, c) + L"|end"; };
+    provider.OnStatement(L"SELECT").Returns(
+        {{L"id", DBTYPE_I8}, {L"body", DBTYPE_WSTR, 0, true}},
+        {{1LL, text(L'a')}, {2LL, text(L'b')}, {3LL, text(L'c')}, {4LL, text(L'd')}});
+    Ptr<IRowset> rowset;
+    ASSERT_EQ(S_OK, Command(L"SELECT id, body FROM t")
+                        ->Execute(nullptr, IID_IRowset, nullptr, nullptr,
+                                  reinterpret_cast<IUnknown**>(rowset.Out())));
+    Ptr<IAccessor> accessors;
+    ASSERT_EQ(S_OK, rowset->QueryInterface(IID_IAccessor, accessors.Out()));
+    struct Row {
+        DBSTATUS status;
+        DBLENGTH length;
+        union {
+            ISequentialStream* stream;
+            wchar_t text[3100];
+        };
+    };
+    DBOBJECT object{STGM_READ, IID_ISequentialStream};
+    DBBINDING binding{};
+    binding.iOrdinal = 2;
+    binding.obStatus = offsetof(Row, status);
+    binding.obLength = offsetof(Row, length);
+    binding.obValue = offsetof(Row, stream);
+    binding.dwPart = DBPART_VALUE | DBPART_LENGTH | DBPART_STATUS;
+    binding.wType = DBTYPE_IUNKNOWN;
+    binding.pObject = &object;
+    HACCESSOR asStream = 0, asText = 0;
+    ASSERT_EQ(S_OK, accessors->CreateAccessor(DBACCESSOR_ROWDATA, 1, &binding, sizeof(Row),
+                                              &asStream, nullptr));
+    binding.wType = DBTYPE_WSTR;
+    binding.pObject = nullptr;
+    binding.cbMaxLen = sizeof(Row::text);
+    ASSERT_EQ(S_OK, accessors->CreateAccessor(DBACCESSOR_ROWDATA, 1, &binding, sizeof(Row), &asText,
+                                              nullptr));
+    auto readAll = [](ISequentialStream* stream, HRESULT& last) {
+        std::wstring out;
+        wchar_t piece[250];
+        ULONG read = 0;
+        while ((last = stream->Read(piece, sizeof piece, &read)) == S_OK ||
+               (last == S_FALSE && read))
+            out.append(piece, read / sizeof(wchar_t));
+        return out;
+    };
+
+    DBCOUNTITEM obtained = 0;
+    HROW handles[3];
+    HROW* rows = handles;
+    ASSERT_EQ(S_OK, rowset->GetNextRows(DB_NULL_HCHAPTER, 0, 3, &obtained, &rows));
+    ASSERT_EQ(3u, obtained);
+    Row row{};
+    // The second row of the batch, through a stream, in pieces smaller than the value.
+    ASSERT_EQ(S_OK, rowset->GetData(rows[1], asStream, &row));
+    HRESULT last = S_OK;
+    EXPECT_EQ(text(L'b'), readAll(row.stream, last));
+    EXPECT_EQ(S_FALSE, last);
+    row.stream->Release();
+    // The third row bound as text: read whole (larger than the core's chunk).
+    ASSERT_EQ(S_OK, rowset->GetData(rows[2], asText, &row));
+    EXPECT_EQ(text(L'c'), std::wstring(row.text));
+    // Going back is refused by the database, and says so.
+    ASSERT_EQ(DB_E_ERRORSOCCURRED, rowset->GetData(rows[0], asText, &row));
+    EXPECT_EQ(DBSTATUS_E_UNAVAILABLE, row.status);
+    // A stream of a row of the batch outlives the next fetch but can no longer read.
+    ASSERT_EQ(S_OK, rowset->GetData(rows[2], asStream, &row));
+    ISequentialStream* stale = row.stream;
+    HROW next[1];
+    rows = next;
+    ASSERT_EQ(DB_S_ENDOFROWSET, rowset->GetNextRows(DB_NULL_HCHAPTER, 0, 3, &obtained, &rows));
+    ASSERT_EQ(1u, obtained);
+    wchar_t piece[8];
+    ULONG read = 0;
+    EXPECT_EQ(DB_E_BADROWHANDLE, stale->Read(piece, sizeof piece, &read));
+    EXPECT_EQ(0u, read);
+    EXPECT_NE(std::wstring::npos, TakeRecords().at(0).description.find(L"earlier fetch"));
+    stale->Release();
+    ASSERT_EQ(S_OK, rowset->GetData(next[0], asText, &row));
+    EXPECT_EQ(text(L'd'), std::wstring(row.text));
+    rowset->ReleaseRows(3, handles, nullptr, nullptr, nullptr);
+    rowset->ReleaseRows(1, next, nullptr, nullptr, nullptr);
+    accessors->ReleaseAccessor(asStream, nullptr);
+    accessors->ReleaseAccessor(asText, nullptr);
 }
 
 TEST_F(ScriptedTest, ScriptedRowsReachTheConsumerAndAFetchFaultEndsThem) {
