@@ -150,23 +150,25 @@ void CDataSource::ReadSettings(bool readDatabaseType) {
 // ---------------------------------------------------------------- connecting
 
 bool CDataSource::Connect() {
-    Release();
-
-    ++m_nConnectsRunning;
-    if (m_eConnectionState.exchange(eConnecting) == eConnecting) {
-        // Another thread is connecting: its connection serves this caller too.
-        --m_nConnectsRunning;
-        while (m_eConnectionState.load() != eConnected)
-            Sleep(PollMilliseconds);
-        return true;
-    }
+    // The connection is claimed before anything is released: a Connect on
+    // another thread that finds this one at work takes its connection
+    // instead of tearing it down and building another.
+    if (!ClaimConnect())
+        return WaitForConnectElsewhere();
     bool connected = false;
     {
-        ScopeExit finished([this] { --m_nConnectsRunning; });
+        // Every way out that leaves eConnecting tells Release that nobody
+        // works on the connection any more.
+        ScopeExit finished([this] {
+            std::uint8_t atWork = eConnecting;
+            m_connectionState.compare_exchange_strong(atWork, ConnectingLeftStanding);
+        });
+        WaitForRunningExecutions();
         CSingleLock lock(&m_csProviderObjects, TRUE);
+        ReleaseHeld();
         if (m_pIDBInitialize == nullptr && !Initialize(m_providerClassId))
             return false;
-        // Nothing is connected after the Release above; should uninitialising
+        // Nothing is connected after the release above; should uninitialising
         // a connection that is still there fail, it stays and serves.
         if (!Disconnect())
             return true;
@@ -183,12 +185,32 @@ bool CDataSource::Connect() {
                               HDB_SOURCE_POS(L"bool __cdecl CDataSource::Connect(void)"), detail)
                  : CheckError(hr, MsgCantConnect, m_pIDBInitialize, IID_IDBInitialize,
                               HDB_SOURCE_POS(L"bool __cdecl CDataSource::Connect(void)"), detail);
-        m_eConnectionState.store(failed ? eNotConnected : eConnected);
+        m_connectionState.store(failed ? eNotConnected : eConnected);
         connected = !failed;
     }
     if (connected && m_pLoginCallback != nullptr)
         m_pLoginCallback(this, m_pLoginCallbackObject);
     return connected;
+}
+
+bool CDataSource::ClaimConnect() {
+    std::uint8_t state = m_connectionState.load();
+    do {
+        if (state == eConnecting)
+            return false;
+    } while (!m_connectionState.compare_exchange_weak(state, eConnecting));
+    return true;
+}
+
+bool CDataSource::WaitForConnectElsewhere() const {
+    while (m_connectionState.load() != eConnected)
+        Sleep(PollMilliseconds);
+    return true;
+}
+
+void CDataSource::WaitForRunningExecutions() const {
+    for (int poll = 0; poll < RunningExecutionPolls && m_nRunningExecutions.load() != 0; ++poll)
+        Sleep(PollMilliseconds);
 }
 
 bool CDataSource::Connect(const GUID& providerClassId) {
@@ -398,7 +420,7 @@ bool CDataSource::SetInitProps(const GUID& providerClassId) {
 bool CDataSource::Disconnect() {
     if (!IsConnected() || m_pIDBInitialize == nullptr)
         return true;
-    m_eConnectionState.store(eNotConnected);
+    m_connectionState.store(eNotConnected);
     const HRESULT hr = m_pIDBInitialize->Uninitialize();
     return !CheckError(hr, MsgCantDisconnect, m_pIDBInitialize, IID_IDBInitialize,
                        HDB_SOURCE_POS(L"bool __cdecl CDataSource::Disconnect(void)"),
@@ -431,7 +453,7 @@ bool CDataSource::IsConnected() const {
     // Held while the provider is asked: a Release on another thread would
     // otherwise release the data source object under the question.
     CSingleLock providerLock(&m_csProviderObjects, TRUE);
-    if (m_eConnectionState.load() != eConnected || m_pIDBInitialize == nullptr)
+    if (m_connectionState.load() != eConnected || m_pIDBInitialize == nullptr)
         return false;
     QueriedInterface<IDBProperties> properties(m_pIDBInitialize, IID_IDBProperties);
     if (ReportFromConst(properties.result(), MsgCantCreateProperties, m_pIDBInitialize,
@@ -532,23 +554,33 @@ bool CDataSource::ReleaseProviderObjects(bool disconnect, const LoggingSourcePos
 
 bool CDataSource::Release() {
     try {
-        for (int poll = 0; poll < RunningExecutionPolls && m_nRunningExecutions.load() != 0; ++poll)
-            Sleep(PollMilliseconds);
-        // A connect on another thread finishes first. A state left at
-        // eConnecting by a connect that failed has nobody to wait for.
-        while (m_eConnectionState.load() == eConnecting && m_nConnectsRunning.load() > 0)
-            Sleep(PollMilliseconds);
-
+        WaitForRunningExecutions();
         CSingleLock lock(&m_csProviderObjects, TRUE);
-        m_eConnectionState.store(eReleased);
-        if (!ReleaseProviderObjects(true,
-                                    HDB_SOURCE_POS(L"bool __cdecl CDataSource::Release(void)")))
-            return false;
-        CBaseOLEDBClass::Release();
-        return true;
+        // A connect at work on another thread finishes first, and its
+        // eConnecting is never overwritten: it may be claimed between a look
+        // at the state and a store, so the store is a compare-exchange.
+        std::uint8_t state = m_connectionState.load();
+        for (;;) {
+            if (state == eConnecting) {
+                lock.Unlock();
+                Sleep(PollMilliseconds);
+                lock.Lock();
+                state = m_connectionState.load();
+            } else if (m_connectionState.compare_exchange_weak(state, eReleased)) {
+                break;
+            }
+        }
+        return ReleaseHeld();
     } catch (...) {
         return false;
     }
+}
+
+bool CDataSource::ReleaseHeld() {
+    if (!ReleaseProviderObjects(true, HDB_SOURCE_POS(L"bool __cdecl CDataSource::Release(void)")))
+        return false;
+    CBaseOLEDBClass::Release();
+    return true;
 }
 
 // ---------------------------------------------------------------- sessions

@@ -61,7 +61,7 @@ public:
         eConnected = 1,
         eConnecting = 2, // during Connect; left standing when the provider
                          // object cannot be created or given its properties
-        eReleased = 3,   // during and after Release (and so at every Connect's start)
+        eReleased = 3,   // during and after Release
     };
 
     // Called after every successful connect with the data source and the
@@ -97,11 +97,12 @@ public:
     // ---------------------------------------------------------- connecting
 
     // Releases whatever is held, then connects with the stored texts and
-    // provider class id. When another thread is connecting at that moment,
-    // waits (polling every 100 ms) until that connect succeeds and answers
-    // true; the wait ends only on a successful connect, so a failing
-    // connect on the other thread leaves this one waiting. A severe server
-    // error throws severe_sql_error.
+    // provider class id. When a connect is at work on another thread, its
+    // connection serves this caller too: Connect waits (polling every
+    // 100 ms) until that connect succeeds and answers true, without tearing
+    // anything down; the wait ends only on a successful connect, so a
+    // failing connect on the other thread leaves this one waiting. A severe
+    // server error throws severe_sql_error.
     bool Connect();
     // Stores the provider class id, then Connect().
     bool Connect(const GUID& providerClassId);
@@ -150,7 +151,9 @@ public:
     // anything threw.
     bool Release() override;
 
-    enumConnectionState GetConnectionState() const noexcept { return m_eConnectionState.load(); }
+    enumConnectionState GetConnectionState() const noexcept {
+        return static_cast<enumConnectionState>(m_connectionState.load() & ~ConnectLeftStanding);
+    }
     // The class id the next Connect() uses.
     const GUID& GetProviderCLSID() const noexcept { return m_providerClassId; }
     // Seconds; -1 when unknown. Sent to the provider only when above 0.
@@ -233,7 +236,27 @@ protected:
     bool SetMultipleConnectionProperty(bool enable);
 
 private:
+    // Marks an eConnecting that no connect is working on any more: a connect
+    // that failed before initialising leaves the state standing at
+    // eConnecting (read as such), and Release must not wait for it. Kept in
+    // the state byte itself, so that "a connect is at work" is one value
+    // that compare-exchanges can tell from every other.
+    static constexpr std::uint8_t ConnectLeftStanding = 0x80;
+    static constexpr std::uint8_t ConnectingLeftStanding = eConnecting | ConnectLeftStanding;
+
     void ReadSettings(bool readDatabaseType);
+    // Moves the state to eConnecting for this caller, from any state but a
+    // connect at work on another thread; false (nothing changed) when there
+    // is one.
+    bool ClaimConnect();
+    // Polls until the state is eConnected; true.
+    bool WaitForConnectElsewhere() const;
+    // Gives running executions up to 20 seconds to end.
+    void WaitForRunningExecutions() const;
+    // The teardown behind Release and every Connect: empties the pool,
+    // disconnects, releases the provider objects and the base's buffers.
+    // The caller holds the provider lock.
+    bool ReleaseHeld();
     // Empties the pool, then releases the session factory, the data source
     // object and the data initialiser. False when a release was reported.
     // Reports name `position`, the caller's, so a release made while
@@ -268,10 +291,9 @@ private:
     GUID m_providerClassId;
     int m_nConnectionTimeout = -1;
     mutable std::atomic<std::int64_t> m_nRunningExecutions{0};
-    std::atomic<enumConnectionState> m_eConnectionState{eNotConnected};
-    // Connects running right now (the state alone cannot tell a running
-    // connect from one that failed and left eConnecting standing).
-    std::atomic<int> m_nConnectsRunning{0};
+    // An enumConnectionState, with ConnectLeftStanding beside eConnecting
+    // when no connect is at work any more.
+    std::atomic<std::uint8_t> m_connectionState{eNotConnected};
     bool m_bFastLoadEnabled = false;
     // Enables the second property set for the unversioned native client;
     // nothing sets it today.
