@@ -1,0 +1,141 @@
+// The ODBC bridge's backend: the provider core's connections and statements
+// over the ODBC layer (the Odbc* classes of this folder), which is the only
+// code that calls unixODBC. These units include the platform's headers and
+// the layer's plain-type headers, never the unixODBC ones.
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "OdbcConnection.h"
+#include "OdbcParameterArrays.h"
+#include "OdbcRowBlock.h"
+#include "OdbcStatement.h"
+#include "core/Backend.h"
+
+namespace hdb::bridge {
+
+// ------------------------------------------------------------ types and values
+
+// The backend's failure kind of a layer diagnostic.
+backend::Failure FailureOf(odbc::OdbcFailure failure);
+// Appends every record of the layer to the core's diagnostics.
+void AppendDiagnostics(const odbc::OdbcDiagnostics& from, backend::Diagnostics& to);
+
+// How a result column is offered, and how the layer fetches it.
+struct ColumnPlan {
+    backend::ColumnInfo info;
+    odbc::OdbcValueType fetchAs = odbc::OdbcValueType::wideText;
+    size_t elementBytes = 0; // room of one fetched value (variable types)
+    bool isLong = false;     // left unbound, read in pieces
+};
+ColumnPlan PlanColumn(const odbc::OdbcColumn& column);
+
+// Stores the value of a bound column of the fetched block in row's cell.
+void StoreFetched(const odbc::OdbcRowBlock& block, size_t slot, size_t blockRow,
+                  const ColumnPlan& plan, backend::RowBuffer& row, size_t column);
+
+// Adds a parameter for info to arrays, and puts the value of cell in set.
+// False when the value cannot be sent (diag says why).
+size_t AddParameter(odbc::OdbcParameterArrays& arrays, const backend::ParameterInfo& info);
+bool PutParameter(odbc::OdbcParameterArrays& arrays, size_t parameter, size_t set,
+                  const backend::RowBuffer& values, size_t column, backend::Diagnostics& diag);
+
+// ------------------------------------------------------------ statements
+
+class BridgeStatement final : public backend::Statement {
+public:
+    // statement is null when the driver made none; whyNone says why, and
+    // every call fails with it.
+    BridgeStatement(std::unique_ptr<odbc::OdbcStatement> statement,
+                    odbc::OdbcDiagnostics whyNone = {});
+
+    bool Prepare(const std::wstring& text, backend::Diagnostics& diag) override;
+    bool DescribeParameters(std::vector<backend::ParameterInfo>& params,
+                            backend::Diagnostics& diag) override;
+    bool SetOptions(LONG timeoutSeconds, DBCOUNTITEM maxRows, backend::Diagnostics& diag) override;
+    bool DescribeColumns(std::vector<backend::ColumnInfo>& columns,
+                         backend::Diagnostics& diag) override;
+    bool BindParameters(const backend::RowBuffer* sets, size_t setCount,
+                        backend::Diagnostics& diag) override;
+    bool Execute(DBROWCOUNT& rowsAffected, bool& hasRows, backend::Diagnostics& diag) override;
+    bool DescribeResult(std::vector<backend::ColumnInfo>& columns,
+                        backend::Diagnostics& diag) override;
+    backend::FetchResult Fetch(backend::RowBuffer* const rows[], size_t count, size_t& fetched,
+                               backend::Diagnostics& diag) override;
+    bool ReadLong(size_t row, size_t column, size_t offset, void* buffer, size_t cb, size_t& read,
+                  backend::Diagnostics& diag) override;
+    void CloseCursor() override;
+    bool Cancel() override;
+    void ResetCancel() override {}
+
+private:
+    bool Ready(backend::Diagnostics& diag) const;
+    bool Describe(backend::Diagnostics& diag);
+    // Reads a long value of the block, from its start, until its end or
+    // until limit bytes are held; complete says which.
+    bool LoadLong(size_t blockRow, size_t column, size_t limit, std::vector<BYTE>& bytes,
+                  bool& isNull, bool& complete, backend::Diagnostics& diag);
+    // The next piece of a long value, as the core's bytes (wide text or binary).
+    odbc::OdbcRead NextPiece(size_t blockRow, size_t column, size_t cb, std::vector<BYTE>& piece,
+                             backend::Diagnostics& diag);
+
+    std::unique_ptr<odbc::OdbcStatement> m_statement;
+    odbc::OdbcDiagnostics m_whyNone;
+    std::wstring m_text;
+    std::vector<ColumnPlan> m_plans;
+    bool m_described = false;
+    std::vector<backend::ParameterInfo> m_params;
+    odbc::OdbcParameterArrays m_arrays;
+    bool m_hasParameters = false;
+
+    std::unique_ptr<odbc::OdbcRowBlock> m_block;
+    std::vector<size_t> m_slotOf; // block slot per column; npos for long columns
+    bool m_cursorOpen = false;
+    bool m_blockBound = false;
+    size_t m_blockNext = 0; // next undelivered row of the block
+
+    // The deferred values of the last Fetch: the block row of each of its
+    // rows, the first bytes already read of each value, and how far the
+    // value being read has come.
+    std::vector<size_t> m_blockRowOf;
+    std::vector<std::vector<std::vector<BYTE>>> m_prefix; // [row][column]
+    size_t m_readRow = 0, m_readColumn = 0, m_readOffset = 0;
+    std::vector<BYTE> m_pending; // bytes of the last piece not yet handed out
+    // The value the layer read last (block row, column), and whether the
+    // value being read continues it after the bytes read with the row.
+    size_t m_layerRow = static_cast<size_t>(-1), m_layerColumn = static_cast<size_t>(-1);
+    bool m_fromPrefix = false;
+};
+
+// ------------------------------------------------------------ connections
+
+class BridgeConnection final : public backend::Connection {
+public:
+    bool Open(const backend::ConnectOptions& options, backend::Diagnostics& diag) override;
+    void Close() override;
+    std::unique_ptr<backend::Connection> OpenAnother(backend::Diagnostics& diag) override;
+    bool Begin(backend::Isolation level, backend::Diagnostics& diag) override;
+    bool Commit(backend::Diagnostics& diag) override;
+    bool Rollback(backend::Diagnostics& diag) override;
+    bool InTransaction() const override { return !m_connection.Autocommit(); }
+    std::wstring CurrentCatalog() const override { return m_catalog; }
+    bool ListCatalogs(std::vector<backend::CatalogInfo>& catalogs,
+                      backend::Diagnostics& diag) override;
+    std::unique_ptr<backend::Statement> NewStatement() override;
+    std::wstring QuoteIdentifier(const std::wstring& name) const override;
+    std::wstring ProductName() const override;
+    std::wstring ProductVersion() const override;
+
+private:
+    bool EndTransaction(bool commit, backend::Diagnostics& diag);
+
+    odbc::OdbcConnection m_connection;
+    backend::ConnectOptions m_options;
+    std::wstring m_catalog;
+    wchar_t m_quote = L'"';
+};
+
+} // namespace hdb::bridge
