@@ -1,0 +1,275 @@
+// Provider scenarios written once against the OLE DB interfaces and run on
+// every backend; what the provider wrote is read back, and what it reads was
+// written, by the backend's independent client.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <thread>
+
+#include "conformance/Context.h"
+
+namespace conformance {
+namespace {
+
+using namespace providertest;
+
+class Conformance : public ::testing::TestWithParam<std::string> {
+protected:
+    void SetUp() override {
+        std::string why;
+        m_context = MakeContext(GetParam(), why);
+        ASSERT_TRUE(m_context) << why;
+        m_dso = Open(m_context->Password());
+        ASSERT_TRUE(m_dso);
+        m_session = NewSession(m_dso.Get());
+        ASSERT_TRUE(m_session);
+        const std::string test = ::testing::UnitTest::GetInstance()->current_test_info()->name();
+        m_table = L"conf_" + std::to_wstring(getpid()) + L"_";
+        for (char c : test.substr(0, std::min<size_t>(test.find('/'), 30)))
+            m_table += std::isalnum(static_cast<unsigned char>(c))
+                           ? static_cast<wchar_t>(std::tolower(c))
+                           : L'_';
+        m_context->CheckerExec(L"DROP TABLE IF EXISTS " + m_table);
+    }
+    void TearDown() override {
+        m_session.Reset();
+        m_dso.Reset();
+        if (m_context)
+            m_context->CheckerExec(L"DROP TABLE IF EXISTS " + m_table);
+    }
+
+    // A data source of the backend, initialised with the given password.
+    Ptr<IDBInitialize> Open(const std::wstring& password, HRESULT* result = nullptr) {
+        Ptr<IDBInitialize> dso;
+        EXPECT_EQ(CoCreateInstance(m_context->ProviderClassId(), nullptr, CLSCTX_INPROC_SERVER,
+                                   IID_IDBInitialize, dso.OutVoid()),
+                  S_OK);
+        if (!dso)
+            return dso;
+        Ptr<IDBProperties> props = dso.As<IDBProperties>(IID_IDBProperties);
+        const std::wstring source = m_context->DataSource(), user = m_context->User();
+        DBPROP p[4] = {Prop(DBPROP_INIT_DATASOURCE, Text(source.c_str())),
+                       Prop(DBPROP_AUTH_USERID, Text(user.c_str())),
+                       Prop(DBPROP_AUTH_PASSWORD, Text(password.c_str())),
+                       Prop(DBPROP_INIT_TIMEOUT, Int(10))};
+        DBPROPSET set{p, 4, DBPROPSET_DBINIT};
+        EXPECT_EQ(props->SetProperties(1, &set), S_OK);
+        for (auto& prop : p)
+            VariantClear(&prop.vValue);
+        const HRESULT hr = dso->Initialize();
+        if (result != nullptr)
+            *result = hr;
+        else
+            EXPECT_EQ(hr, S_OK) << Describe(TakeErrorRecords());
+        return dso;
+    }
+    static std::string Describe(const std::vector<Record>& records) {
+        std::string out;
+        for (const auto& r : records)
+            out += " [" + std::string(r.sqlState.begin(), r.sqlState.end()) + "] " +
+                   std::string(r.description.begin(), r.description.end());
+        return out;
+    }
+    void Run(const std::wstring& sql) {
+        ASSERT_EQ(Exec(m_session.Get(), sql), S_OK)
+            << std::string(sql.begin(), sql.end()) << Describe(TakeErrorRecords());
+    }
+
+    std::unique_ptr<Context> m_context;
+    Ptr<IDBInitialize> m_dso;
+    Ptr<IDBCreateCommand> m_session;
+    std::wstring m_table;
+};
+
+TEST_P(Conformance, ConnectsAndRefusesAWrongPasswordWithoutShowingIt) {
+    Ptr<IDBProperties> props = m_dso.As<IDBProperties>(IID_IDBProperties);
+    const DBPROPID id = DBPROP_CURRENTCATALOG;
+    DBPROPIDSET which{const_cast<DBPROPID*>(&id), 1, DBPROPSET_DATASOURCE};
+    ULONG count = 0;
+    DBPROPSET* sets = nullptr;
+    ASSERT_EQ(props->GetProperties(1, &which, &count, &sets), S_OK);
+    ASSERT_EQ(sets[0].rgProperties[0].vValue.vt, VT_BSTR);
+    EXPECT_EQ(std::wstring(sets[0].rgProperties[0].vValue.bstrVal), m_context->ExpectedCatalog());
+    VariantClear(&sets[0].rgProperties[0].vValue);
+    CoTaskMemFree(sets[0].rgProperties);
+    CoTaskMemFree(sets);
+    if (!m_context->ChecksPasswords())
+        return;
+    const std::wstring wrong = L"Wr0ng-Secret-42";
+    HRESULT hr = S_OK;
+    Ptr<IDBInitialize> refused = Open(wrong, &hr);
+    EXPECT_TRUE(FAILED(hr));
+    const auto records = TakeErrorRecords();
+    ASSERT_FALSE(records.empty());
+    EXPECT_EQ(records[0].sqlState.size(), 5u);
+    for (const auto& r : records) {
+        EXPECT_EQ(r.description.find(wrong), std::wstring::npos);
+        EXPECT_EQ(r.description.find(L"****"), std::wstring::npos) << Describe(records);
+    }
+}
+
+TEST_P(Conformance, WritesAndReadsEveryColumnTypeInBatches) {
+    const Context& c = *m_context;
+    Run(L"CREATE TABLE " + m_table + L" (id INTEGER, big " + c.BigIntType() +
+        L", amount DECIMAL(12,3), ratio " + c.DoubleType() + L", flag " + c.BoolType() +
+        L", day DATE, at " + c.TimestampType() + L", name VARCHAR(20))");
+    for (int i = 1; i <= 7; ++i) {
+        const std::wstring n = std::to_wstring(i);
+        Run(L"INSERT INTO " + m_table + L" VALUES (" + n + L", " + n + L"000000000000, " + n +
+            L"2.125, " + n + L".5, " + (i % 2 ? L"TRUE" : L"FALSE") + L", '2024-02-0" + n +
+            L"', '2024-02-0" + n + L" 10:11:12.250', 'name " + n + L"')");
+    }
+    Run(L"INSERT INTO " + m_table + L" VALUES (8, NULL, NULL, NULL, NULL, NULL, NULL, NULL)");
+    size_t batches = 0;
+    Ptr<ICommandText> command =
+        NewCommand(m_session.Get(), L"SELECT * FROM " + m_table + L" ORDER BY id");
+    Ptr<IRowset> rowset;
+    ASSERT_EQ(command->Execute(nullptr, IID_IRowset, nullptr, nullptr, rowset.OutUnknown()), S_OK)
+        << Describe(TakeErrorRecords());
+    const std::vector<Row> rows = ReadAll(rowset.Get(), 3, &batches);
+    ASSERT_EQ(rows.size(), 8u);
+    EXPECT_EQ(batches, 3u);
+    EXPECT_EQ(rows[2], (Row{L"3", L"3000000000000", L"32.125", L"3.5", c.TrueText(), L"2024-02-03",
+                            L"2024-02-03 10:11:12.250000000", L"name 3"}));
+    EXPECT_EQ(rows[7], (Row{L"8", std::nullopt, std::nullopt, std::nullopt, std::nullopt,
+                            std::nullopt, std::nullopt, std::nullopt}));
+    // What the provider wrote, read by the independent client.
+    const std::vector<Row> checked =
+        m_context->CheckerQuery(L"SELECT id, big, name FROM " + m_table + L" ORDER BY id");
+    ASSERT_EQ(checked.size(), 8u);
+    EXPECT_EQ(checked[6], (Row{L"7", L"7000000000000", L"name 7"}));
+}
+
+TEST_P(Conformance, LongValuesOfALaterRowOfABatchComeThroughStreams) {
+    const Context& c = *m_context;
+    m_context->CheckerExec(L"CREATE TABLE " + m_table + L" (id INTEGER, body " + c.LongTextType() +
+                           L", data " + c.LongBinaryType() + L")");
+    auto text = [](int row) { return std::wstring(30000 + row, static_cast<wchar_t>(L'a' + row)); };
+    auto hex = [](int row) {
+        std::wstring out;
+        for (int i = 0; i < 12000 + row; ++i)
+            out += L"0123456789ABCDEF"[(i + row) % 16], out += L"0123456789ABCDEF"[i % 16];
+        return out;
+    };
+    for (int row = 1; row <= 3; ++row)
+        m_context->CheckerExec(L"INSERT INTO " + m_table + L" VALUES (" + std::to_wstring(row) +
+                               L", '" + text(row) + L"', " + c.BinaryLiteral(hex(row)) + L")");
+    Ptr<ICommandText> command =
+        NewCommand(m_session.Get(), L"SELECT id, body, data FROM " + m_table + L" ORDER BY id");
+    Ptr<IRowset> rowset;
+    ASSERT_EQ(command->Execute(nullptr, IID_IRowset, nullptr, nullptr, rowset.OutUnknown()), S_OK)
+        << Describe(TakeErrorRecords());
+    DBOBJECT object{STGM_READ, IID_ISequentialStream};
+    Layout layout;
+    layout.Add(2, DBTYPE_IUNKNOWN, sizeof(IUnknown*)).pObject = &object;
+    layout.Add(3, DBTYPE_IUNKNOWN, sizeof(IUnknown*)).pObject = &object;
+    HACCESSOR accessor = layout.Create(rowset.Get(), DBACCESSOR_ROWDATA);
+    DBCOUNTITEM obtained = 0;
+    HROW handles[3];
+    HROW* rows = handles;
+    ASSERT_EQ(rowset->GetNextRows(DB_NULL_HCHAPTER, 0, 3, &obtained, &rows), S_OK);
+    ASSERT_EQ(obtained, 3u);
+    for (int row = 2; row <= 3; ++row) {
+        std::vector<BYTE> buffer(layout.Size());
+        ASSERT_EQ(rowset->GetData(handles[row - 1], accessor, buffer.data()), S_OK)
+            << Describe(TakeErrorRecords());
+        std::vector<std::vector<BYTE>> values;
+        for (size_t i = 0; i < 2; ++i) {
+            ASSERT_EQ(layout.Status(buffer.data(), i), DBSTATUS_S_OK);
+            auto* stream = layout.Value<ISequentialStream*>(buffer.data(), i);
+            std::vector<BYTE> whole;
+            BYTE piece[1000];
+            ULONG read = 0;
+            HRESULT hr;
+            while (SUCCEEDED(hr = stream->Read(piece, sizeof piece, &read)) && read != 0)
+                whole.insert(whole.end(), piece, piece + read);
+            EXPECT_TRUE(SUCCEEDED(hr)) << Describe(TakeErrorRecords());
+            stream->Release();
+            values.push_back(std::move(whole));
+        }
+        const std::wstring expected = text(row);
+        ASSERT_EQ(values[0].size(), expected.size() * sizeof(wchar_t));
+        EXPECT_EQ(std::wstring(reinterpret_cast<const wchar_t*>(values[0].data()), expected.size()),
+                  expected);
+        const std::wstring digits = hex(row);
+        ASSERT_EQ(values[1].size(), digits.size() / 2);
+        for (size_t i = 0; i < values[1].size(); ++i)
+            ASSERT_EQ(values[1][i], std::stoi(digits.substr(2 * i, 2), nullptr, 16)) << i;
+    }
+    rowset->ReleaseRows(obtained, handles, nullptr, nullptr, nullptr);
+    rowset.As<IAccessor>(IID_IAccessor)->ReleaseAccessor(accessor, nullptr);
+}
+
+TEST_P(Conformance, CommittedAndRolledBackWorkAsASecondConnectionSeesIt) {
+    Run(L"CREATE TABLE " + m_table + L" (id INTEGER)");
+    Ptr<ITransactionLocal> transaction = m_session.As<ITransactionLocal>(IID_ITransactionLocal);
+    ASSERT_TRUE(transaction);
+    ASSERT_EQ(transaction->StartTransaction(ISOLATIONLEVEL_READCOMMITTED, 0, nullptr, nullptr),
+              S_OK)
+        << Describe(TakeErrorRecords());
+    Run(L"INSERT INTO " + m_table + L" VALUES (1)");
+    ASSERT_EQ(transaction->Commit(FALSE, XACTTC_SYNC, 0), S_OK);
+    ASSERT_EQ(transaction->StartTransaction(ISOLATIONLEVEL_READCOMMITTED, 0, nullptr, nullptr),
+              S_OK);
+    Run(L"INSERT INTO " + m_table + L" VALUES (2)");
+    ASSERT_EQ(transaction->Abort(nullptr, FALSE, FALSE), S_OK);
+    EXPECT_EQ(m_context->CheckerQuery(L"SELECT id FROM " + m_table + L" ORDER BY id"),
+              (std::vector<Row>{{L"1"}}));
+    // Back to statements that commit by themselves.
+    Run(L"INSERT INTO " + m_table + L" VALUES (3)");
+    EXPECT_EQ(m_context->CheckerQuery(L"SELECT count(*) FROM " + m_table),
+              (std::vector<Row>{{L"2"}}));
+}
+
+TEST_P(Conformance, CancelFromAnotherThreadEndsALongQueryAndTheSessionGoesOn) {
+    Ptr<ICommandText> command = NewCommand(m_session.Get(), m_context->SleepQuery(3));
+    std::atomic<bool> done{false};
+    HRESULT result = S_OK;
+    std::thread runner([&] {
+        Ptr<IRowset> rowset;
+        result = command->Execute(nullptr, IID_IRowset, nullptr, nullptr, rowset.OutUnknown());
+        if (SUCCEEDED(result)) {
+            // A result delivered at once is read, and the read is what ends.
+            DBCOUNTITEM obtained = 0;
+            HROW* rows = nullptr;
+            result = rowset->GetNextRows(DB_NULL_HCHAPTER, 0, 1, &obtained, &rows);
+            if (obtained)
+                rowset->ReleaseRows(obtained, rows, nullptr, nullptr, nullptr);
+            CoTaskMemFree(rows);
+        }
+        done = true;
+    });
+    while (!done) {
+        command->Cancel();
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+    runner.join();
+    EXPECT_EQ(result, DB_E_CANCELED);
+    Ptr<ICommandText> next = NewCommand(m_session.Get(), L"SELECT 42");
+    Ptr<IRowset> rowset;
+    ASSERT_EQ(next->Execute(nullptr, IID_IRowset, nullptr, nullptr, rowset.OutUnknown()), S_OK)
+        << Describe(TakeErrorRecords());
+    EXPECT_EQ(ReadAll(rowset.Get()), (std::vector<Row>{{L"42"}}));
+}
+
+TEST_P(Conformance, CatalogsListTheTestDatabase) {
+    Ptr<IDBSchemaRowset> schemas = m_session.As<IDBSchemaRowset>(IID_IDBSchemaRowset);
+    ASSERT_TRUE(schemas);
+    Ptr<IRowset> rowset;
+    ASSERT_EQ(schemas->GetRowset(nullptr, DBSCHEMA_CATALOGS, 0, nullptr, IID_IRowset, 0, nullptr,
+                                 rowset.OutUnknown()),
+              S_OK)
+        << Describe(TakeErrorRecords());
+    bool found = false;
+    for (const Row& row : ReadAll(rowset.Get()))
+        found = found || (!row.empty() && row[0] == m_context->ExpectedCatalog());
+    EXPECT_TRUE(found);
+}
+
+INSTANTIATE_TEST_SUITE_P(Backends, Conformance, ::testing::ValuesIn(BackendNames()),
+                         [](const auto& info) { return info.param; });
+
+} // namespace
+} // namespace conformance

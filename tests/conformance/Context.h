@@ -1,0 +1,64 @@
+// The conformance suite runs the same provider scenarios over every backend:
+// the embedded SQLite provider and the ODBC bridge on the private MariaDB
+// and PostgreSQL servers. A Context says what differs between them: how to
+// reach the database, the SQL of its types and quirks, and an independent
+// client (the sqlite3 C API, or the ODBC layer itself on a connection of its
+// own) that checks what the provider did.
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "hdbplatform/OleDbApi.h"
+#include "providers/ProviderTest.h"
+
+namespace conformance {
+
+using providertest::Ptr;
+using providertest::Row;
+
+class Context {
+public:
+    virtual ~Context() = default;
+    virtual std::string Name() const = 0;
+    virtual CLSID ProviderClassId() const = 0;
+    // The initialisation properties of a data source that reaches the test
+    // database: data source, user, password.
+    virtual std::wstring DataSource() const = 0;
+    virtual std::wstring User() const { return L""; }
+    virtual std::wstring Password() const { return L""; }
+    // Whether a wrong password is refused (a file database has none).
+    virtual bool ChecksPasswords() const { return true; }
+
+    // Column types of the suite's tables, in this database's SQL.
+    virtual std::wstring BigIntType() const { return L"BIGINT"; }
+    virtual std::wstring DoubleType() const { return L"DOUBLE PRECISION"; }
+    virtual std::wstring BoolType() const { return L"BOOLEAN"; }
+    // TRUE of that type read as text: "True" where it is a boolean, "1"
+    // where the database makes BOOLEAN a small integer.
+    virtual std::wstring TrueText() const { return L"True"; }
+    virtual std::wstring TimestampType() const { return L"TIMESTAMP"; }
+    virtual std::wstring LongTextType() const { return L"TEXT"; }
+    virtual std::wstring LongBinaryType() const = 0;
+    // A binary literal of the given bytes (hex digits).
+    virtual std::wstring BinaryLiteral(const std::wstring& hex) const = 0;
+    // A query that runs for about the given seconds.
+    virtual std::wstring SleepQuery(int seconds) const = 0;
+    // A catalog the listing must hold.
+    virtual std::wstring ExpectedCatalog() const = 0;
+
+    // The independent client: runs sql, and answers the rows of a query as
+    // text (NULL as nothing), in the server's own text form.
+    virtual void CheckerExec(const std::wstring& sql) = 0;
+    virtual std::vector<Row> CheckerQuery(const std::wstring& sql) = 0;
+};
+
+// Every backend the suite runs on; a server whose connection string is not
+// in the environment yields a context whose tests fail saying so.
+std::vector<std::string> BackendNames();
+// The context of a backend; null with a message in why when it cannot be made.
+std::unique_ptr<Context> MakeContext(const std::string& name, std::string& why);
+
+} // namespace conformance
