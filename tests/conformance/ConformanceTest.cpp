@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cstring>
 #include <chrono>
 #include <thread>
 
@@ -200,6 +201,59 @@ TEST_P(Conformance, LongValuesOfALaterRowOfABatchComeThroughStreams) {
     }
     rowset->ReleaseRows(obtained, handles, nullptr, nullptr, nullptr);
     rowset.As<IAccessor>(IID_IAccessor)->ReleaseAccessor(accessor, nullptr);
+}
+
+TEST_P(Conformance, ParameterSetsOfOneAndManyAreStoredAsGiven) {
+    Run(L"CREATE TABLE " + m_table + L" (id INTEGER, amount DECIMAL(12,3), ratio " +
+        m_context->DoubleType() + L", day DATE, name VARCHAR(20))");
+    Ptr<ICommandText> command =
+        NewCommand(m_session.Get(), L"INSERT INTO " + m_table + L" VALUES (?, ?, ?, ?, ?)");
+    Layout layout;
+    layout.Add(1, DBTYPE_I4, sizeof(LONG));
+    layout.Add(2, DBTYPE_NUMERIC, sizeof(DB_NUMERIC)).bScale = 3;
+    layout.Add(3, DBTYPE_R8, sizeof(double));
+    layout.Add(4, DBTYPE_DBDATE, sizeof(DBDATE));
+    layout.Add(5, DBTYPE_WSTR, 21 * sizeof(wchar_t));
+    const HACCESSOR accessor = layout.Create(command.Get(), DBACCESSOR_PARAMETERDATA);
+    auto run = [&](LONG first, size_t sets) {
+        std::vector<BYTE> data(layout.Size() * sets, 0);
+        for (size_t set = 0; set < sets; ++set) {
+            BYTE* row = data.data() + set * layout.Size();
+            const LONG id = first + static_cast<LONG>(set);
+            for (size_t i = 0; i < 5; ++i)
+                layout.Status(row, i) = DBSTATUS_S_OK;
+            layout.Value<LONG>(row, 0) = id;
+            DB_NUMERIC& amount = layout.Value<DB_NUMERIC>(row, 1);
+            amount.precision = 12;
+            amount.scale = 3;
+            amount.sign = id % 2; // odd ids positive
+            // Odd thousandths, so that every backend's text of it shows all three digits.
+            const unsigned value = 1234561u + 2u * static_cast<unsigned>(id);
+            std::memcpy(amount.val, &value, sizeof value);
+            layout.Value<double>(row, 2) = id + 0.25;
+            layout.Value<DBDATE>(row, 3) = DBDATE{2024, 3, static_cast<USHORT>(id)};
+            const std::wstring name = L"p\u00e4r " + std::to_wstring(id);
+            std::wcscpy(&layout.Value<wchar_t>(row, 4), name.c_str());
+            layout.Length(row, 4) = name.size() * sizeof(wchar_t);
+            if (id == 3)
+                layout.Status(row, 4) = DBSTATUS_S_ISNULL;
+        }
+        DBPARAMS params{data.data(), sets, accessor};
+        DBROWCOUNT affected = -7;
+        EXPECT_EQ(command->Execute(nullptr, IID_NULL, &params, &affected, nullptr), S_OK)
+            << Describe(TakeErrorRecords());
+        EXPECT_EQ(affected, static_cast<DBROWCOUNT>(sets));
+    };
+    run(1, 1);
+    run(2, 4);
+    const std::vector<Row> stored = m_context->CheckerQuery(
+        L"SELECT id, amount, ratio, day, name FROM " + m_table + L" ORDER BY id");
+    ASSERT_EQ(stored.size(), 5u);
+    EXPECT_EQ(stored[0], (Row{L"1", L"1234.563", L"1.25", L"2024-03-01", L"p\u00e4r 1"}));
+    EXPECT_EQ(stored[1], (Row{L"2", L"-1234.565", L"2.25", L"2024-03-02", L"p\u00e4r 2"}));
+    EXPECT_EQ(stored[2], (Row{L"3", L"1234.567", L"3.25", L"2024-03-03", std::nullopt}));
+    EXPECT_EQ(stored[4][0], L"5");
+    command.As<IAccessor>(IID_IAccessor)->ReleaseAccessor(accessor, nullptr);
 }
 
 TEST_P(Conformance, CommittedAndRolledBackWorkAsASecondConnectionSeesIt) {
