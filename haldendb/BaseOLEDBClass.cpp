@@ -9,6 +9,7 @@
 #include <cwchar>
 #include <new>
 #include <string_view>
+#include <utility>
 
 namespace {
 
@@ -178,6 +179,13 @@ wchar_t* TaskMemCopy(const wchar_t* text) {
     return copy;
 }
 
+// The process's task allocator, a reference of the caller's own; null when
+// the runtime cannot hand it out.
+IMalloc* ProcessTaskAllocator() {
+    IMalloc* allocator = nullptr;
+    return SUCCEEDED(CoGetMalloc(MEMCTX_TASK, &allocator)) ? allocator : nullptr;
+}
+
 // Reads one property and hands its VARIANT to `read`; the property is freed
 // afterwards whatever happened.
 template <class Reader>
@@ -198,7 +206,13 @@ HRESULT ReadPropertyValue(HRESULT (*rawRead)(IUnknown* const, DBPROPID, const GU
 
 // ---------------------------------------------------------------- lifetime
 
-CBaseOLEDBClass::CBaseOLEDBClass(bool uiEnabled) : m_bUIEnabled(uiEnabled) {}
+// The task allocator is one object for the whole process that never goes
+// away. Every object holds a reference from construction to destruction and
+// never changes it: an object copied from this one may be taking it on
+// another thread at any moment (a command made while its data source
+// reconnects), and a copy must never start without one.
+CBaseOLEDBClass::CBaseOLEDBClass(bool uiEnabled)
+    : m_pIMalloc(ProcessTaskAllocator()), m_bUIEnabled(uiEnabled) {}
 
 CBaseOLEDBClass::CBaseOLEDBClass(const CBaseOLEDBClass& other, bool uiEnabled)
     : m_pIMalloc(other.m_pIMalloc), m_pErrorCallback(other.m_pErrorCallback),
@@ -208,11 +222,22 @@ CBaseOLEDBClass::CBaseOLEDBClass(const CBaseOLEDBClass& other, bool uiEnabled)
       m_spErrorSeverityMap(other.m_spErrorSeverityMap) {
     if (m_pIMalloc)
         m_pIMalloc->AddRef();
+    else
+        m_pIMalloc = ProcessTaskAllocator();
 }
 
 CBaseOLEDBClass::~CBaseOLEDBClass() {
     try {
         CBaseOLEDBClass::Release();
+        if (m_pIMalloc != nullptr) {
+            // IMalloc::Release answers the remaining reference count; it is
+            // judged like a result code so that a broken allocator still
+            // gets reported.
+            const ULONG remaining = std::exchange(m_pIMalloc, nullptr)->Release();
+            CheckError(static_cast<HRESULT>(remaining), MsgCantReleaseAllocator,
+                       HDB_SOURCE_POS(L"__cdecl CBaseOLEDBClass::~CBaseOLEDBClass(void)"),
+                       CBasicStringView<wchar_t>());
+        }
     } catch (...) {
         // A destructor must not throw; the report has been delivered already.
     }
@@ -220,19 +245,11 @@ CBaseOLEDBClass::~CBaseOLEDBClass() {
 }
 
 bool CBaseOLEDBClass::Release() {
-    if (m_pIMalloc == nullptr)
-        return true;
     // The state text is kept: the next error overwrites it, and it goes
-    // with the object.
+    // with the object. The allocator stays for the object's next use.
     m_pwszErrorDescription.reset();
     m_pwszErrorSource.reset();
-    // IMalloc::Release answers the remaining reference count; it is judged
-    // like a result code so that a broken allocator still gets reported.
-    const ULONG remaining = m_pIMalloc->Release();
-    m_pIMalloc = nullptr;
-    return !CheckError(static_cast<HRESULT>(remaining), MsgCantReleaseAllocator,
-                       HDB_SOURCE_POS(L"bool __cdecl CBaseOLEDBClass::Release(void)"),
-                       CBasicStringView<wchar_t>());
+    return true;
 }
 
 // ---------------------------------------------------------------- accessors

@@ -71,20 +71,20 @@ public:
     // The native error of a statement chosen as deadlock victim.
     static constexpr LONG DeadlockVictimError = 1205;
 
-    // No allocator, no text buffers, no callbacks or user objects, no
-    // severity map; database type eSQLServerNativeClient11, provider
-    // eProviderNativeClient.
+    // The process's task allocator; no text buffers, no callbacks or user
+    // objects, no severity map; database type eSQLServerNativeClient11,
+    // provider eProviderNativeClient.
     explicit CBaseOLEDBClass(bool uiEnabled);
     // Inherits `other`'s reporting frame: a new reference to its allocator,
     // both callbacks and user objects, database type, provider and the shared
     // severity map. The UI flag comes from the argument; no text buffers.
     CBaseOLEDBClass(const CBaseOLEDBClass& other, bool uiEnabled);
     CBaseOLEDBClass& operator=(const CBaseOLEDBClass&) = delete;
-    // Calls Release, swallowing whatever it throws.
+    // Calls Release and lets the allocator go, swallowing whatever throws.
     virtual ~CBaseOLEDBClass();
 
-    // Frees the text buffers and the allocator; the object stays usable.
-    // True unless releasing the allocator was reported as an error.
+    // Frees the text buffers; the object stays usable, its allocator with it
+    // (the allocator goes with the object). True.
     virtual bool Release();
 
     // ---------------------------------------------------------- callbacks
@@ -250,7 +250,8 @@ protected:
     CBasicStringView<wchar_t> ErrorDescriptionText() const;
     CBasicStringView<wchar_t> SQLStateText() const;
 
-    // COM task allocator (owned reference), obtained by the data source.
+    // The process's COM task allocator (owned reference), held from
+    // construction to destruction and never replaced meanwhile.
     IMalloc* m_pIMalloc = nullptr;
     // The texts of the last error, created on first use.
     std::unique_ptr<wchar_t[]> m_pwszErrorDescription;

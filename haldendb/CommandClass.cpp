@@ -23,6 +23,7 @@ constexpr unsigned int MsgCantExecute = 15510;
 constexpr unsigned int MsgCantCreateCommand = 15511;
 constexpr unsigned int MsgCantSetCommandText = 15512;
 constexpr unsigned int MsgCantQueryProperties = 15513;
+constexpr unsigned int MsgCantOpenRowset = 15519;
 constexpr unsigned int MsgError = 15531;
 constexpr unsigned int MsgSuccess = 15542;
 
@@ -673,8 +674,7 @@ bool CCommandClass::ExecuteIntoRowSet(enumCommandClass kind, bool streams) {
     if (rowset == nullptr)
         return false;
     m_pRowSet = std::make_unique<CRowSet>(rowset, *this);
-    SetupRowSet(streams);
-    return true;
+    return SetupRowSet(streams);
 }
 
 bool CCommandClass::CreateRowSet(IRowset* rowset, bool streams) {
@@ -682,11 +682,10 @@ bool CCommandClass::CreateRowSet(IRowset* rowset, bool streams) {
     if (rowset == nullptr)
         return false;
     m_pRowSet = std::make_unique<CRowSet>(rowset, *this);
-    SetupRowSet(streams);
-    return true;
+    return SetupRowSet(streams);
 }
 
-void CCommandClass::SetupRowSet(bool streams) {
+bool CCommandClass::SetupRowSet(bool streams) {
     m_pRowSet->SetLongColumnsAsStreams(streams);
     m_pRowSet->SetUIEnabled(m_bUIEnabled);
     m_pRowSet->SetCallBackForErrorMessages(m_pErrorCallback, m_pErrorUserObject);
@@ -694,8 +693,16 @@ void CCommandClass::SetupRowSet(bool streams) {
     // The rowset itself stops at the limit and never fetches beyond it.
     if (m_nMaxRowCount < NoRowLimit)
         m_pRowSet->SetMaxRowCount(m_nMaxRowCount);
-    // A failed build has been reported; the rowset then answers no rows.
-    m_pRowSet->BuildRowSet(true, m_nStreamSize);
+    if (m_pRowSet->BuildRowSet(true, m_nStreamSize))
+        return true;
+    // A rowset that cannot be read would answer no rows, which a caller
+    // cannot tell from an empty result: the execution fails instead, with a
+    // report of its own (the build reports only some of its failures).
+    m_pRowSet.reset();
+    DumpError(0, MsgCantOpenRowset, CBasicStringView<wchar_t>(), CBasicStringView<wchar_t>(),
+              CBasicStringView<wchar_t>(),
+              HDB_SOURCE_POS(L"bool __cdecl CCommandClass::SetupRowSet(bool)"), m_strCommand);
+    return false;
 }
 
 // ---------------------------------------------------------------- literals

@@ -151,8 +151,9 @@ public:
     bool SelectExecuteNoStreams();
 
     // Wraps a rowset obtained elsewhere, as a select would; `streams` as for
-    // SelectExecute. The reference passes to the new rowset; a null rowset
-    // answers false. The previous rowset is dropped either way.
+    // SelectExecute. The reference passes to the new rowset; a null rowset,
+    // or one that cannot be built (reported), answers false. The previous
+    // rowset is dropped either way.
     bool CreateRowSet(IRowset* rowset, bool streams);
 
     // ---------------------------------------------------------- settings
@@ -248,8 +249,9 @@ protected:
     // Select forms: execute as `kind` and wrap the result.
     bool ExecuteIntoRowSet(enumCommandClass kind, bool streams);
     // Hands the command's reporting setup and row limit to a new rowset and
-    // builds it.
-    void SetupRowSet(bool streams);
+    // builds it; a rowset that cannot be built is dropped and reported
+    // (15519), and the answer is false.
+    bool SetupRowSet(bool streams);
 
     // Guards creating and releasing the command object.
     CCriticalSection m_csCommand{0};

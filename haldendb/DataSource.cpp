@@ -270,15 +270,20 @@ bool CDataSource::Initialize(const GUID& providerClassId) {
         return true;
     ReleaseProviderObjects(
         false, HDB_SOURCE_POS(L"bool __cdecl CDataSource::Initialize(const struct _GUID &)"));
-    CBaseOLEDBClass::Release();
 
-    HRESULT hr = CoGetMalloc(MEMCTX_TASK, &m_pIMalloc);
-    if (FAILED(hr) || m_pIMalloc == nullptr) {
-        m_pIMalloc = nullptr;
-        CheckError(FAILED(hr) ? hr : E_OUTOFMEMORY, MsgCantAllocateMemory,
-                   HDB_SOURCE_POS(L"bool __cdecl CDataSource::Initialize(const struct _GUID &)"),
-                   CBasicStringView<wchar_t>());
-        return false;
+    // The allocator is the process's and stays from construction on; only
+    // a runtime that could not hand it out then is asked again.
+    HRESULT hr = S_OK;
+    if (m_pIMalloc == nullptr) {
+        hr = CoGetMalloc(MEMCTX_TASK, &m_pIMalloc);
+        if (FAILED(hr) || m_pIMalloc == nullptr) {
+            m_pIMalloc = nullptr;
+            CheckError(
+                FAILED(hr) ? hr : E_OUTOFMEMORY, MsgCantAllocateMemory,
+                HDB_SOURCE_POS(L"bool __cdecl CDataSource::Initialize(const struct _GUID &)"),
+                CBasicStringView<wchar_t>());
+            return false;
+        }
     }
 
     wchar_t classId[40] = {};
@@ -293,7 +298,6 @@ bool CDataSource::Initialize(const GUID& providerClassId) {
         CheckError(FAILED(hr) ? hr : E_NOINTERFACE, MsgCantCreateInstance,
                    HDB_SOURCE_POS(L"bool __cdecl CDataSource::Initialize(const struct _GUID &)"),
                    detail);
-        CBaseOLEDBClass::Release();
         return false;
     }
 
@@ -307,7 +311,6 @@ bool CDataSource::Initialize(const GUID& providerClassId) {
                    IID_IDataInitialize,
                    HDB_SOURCE_POS(L"bool __cdecl CDataSource::Initialize(const struct _GUID &)"),
                    detail);
-        CBaseOLEDBClass::Release();
         return false;
     }
     // Asked for as IDBInitialize, the object is that interface.

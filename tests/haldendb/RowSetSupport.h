@@ -90,16 +90,8 @@ private:
     Ref<IDBCreateCommand> m_session;
 };
 
-// The object rowsets are made from: reporting into collectors, with the
-// task allocator a connected data source would hand on.
-class RowSetFrame : public hdbtest::ReportingObject {
-public:
-    RowSetFrame() {
-        IMalloc* allocator = nullptr;
-        EXPECT_EQ(CoGetMalloc(1, &allocator), S_OK);
-        AdoptAllocator(allocator);
-    }
-};
+// The object rowsets are made from: reporting into collectors.
+class RowSetFrame : public hdbtest::ReportingObject {};
 
 // One scripted value: the status, and the bytes the provider would write.
 struct Cell {

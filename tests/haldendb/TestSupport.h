@@ -66,7 +66,12 @@ public:
     using CBaseOLEDBClass::OutputSuccess;
     using CBaseOLEDBClass::wcsDuplicate;
 
-    void AdoptAllocator(IMalloc* allocator) { m_pIMalloc = allocator; }
+    // Takes over the reference the caller holds, in place of the process's.
+    void AdoptAllocator(IMalloc* allocator) {
+        if (m_pIMalloc != nullptr)
+            m_pIMalloc->Release();
+        m_pIMalloc = allocator;
+    }
     void SetTypes(enumSQLDatabaseType databaseType, enumOLEDBProvider provider) {
         m_eSQLDatabaseType = databaseType;
         m_eOLEDBProvider = provider;
