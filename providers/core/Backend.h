@@ -337,6 +337,12 @@ public:
     // Forgets an earlier Cancel; the core calls it as a new execution of the
     // statement begins.
     virtual void ResetCancel() = 0;
+
+    // Whether running the statement again only reads. Going back in a
+    // rowset runs its statement again, which must never repeat a change
+    // (an INSERT ... RETURNING would insert its rows twice); a backend that
+    // cannot tell answers false and such rowsets only go forward.
+    virtual bool OnlyReads() const { return false; }
 };
 
 // ------------------------------------------------------------ connections

@@ -336,6 +336,8 @@ private:
     HRESULT FetchMore(size_t count, std::vector<HROW>& out, bool& end);
     // Places the cursor so that it delivers the row at position next.
     HRESULT SeekCursor(DBBKMARK position);
+    // Going back runs the statement again; refused for one that changes data.
+    HRESULT RefuseRerun(REFIID iid);
     HRESULT HandOut(const std::vector<HROW>& handles, DBCOUNTITEM* obtained, HROW** rows);
     HRESULT Fail(HRESULT hr, REFIID iid, const backend::Diagnostics& diag);
     HRESULT FillBinding(const DBBINDING& b, HROW row, const backend::RowBuffer& buffer, BYTE* data,

@@ -148,6 +148,7 @@ public:
     void CloseCursor() override { m_next = m_rows.size(); }
     bool Cancel() override { return true; }
     void ResetCancel() override {}
+    bool OnlyReads() const override { return true; }
 
 private:
     std::vector<backend::ColumnInfo> m_columns;
@@ -243,6 +244,8 @@ HRESULT Rowset::SeekCursor(DBBKMARK position) {
     // statement again and counts forward, so a rowset with bookmarks needs
     // no more memory than a forward-only one.
     if (position <= m_fetched) {
+        if (!m_statement->OnlyReads())
+            return RefuseRerun(IID_IRowsetLocate);
         m_statement->CloseCursor();
         backend::Diagnostics diag;
         DBROWCOUNT affected;
@@ -444,6 +447,12 @@ HRESULT Rowset::AddRefRows(DBCOUNTITEM cRows, const HROW rows[], DBREFCOUNT refs
     return bad == cRows ? DB_E_ERRORSOCCURRED : DB_S_ERRORSOCCURRED;
 }
 
+HRESULT Rowset::RefuseRerun(REFIID iid) {
+    return ReportError(m_session->Source(), DB_E_CANNOTRESTART, iid,
+                       L"The rowset's statement changes data: going back would run it, and "
+                       L"its change, again.");
+}
+
 HRESULT Rowset::RestartPosition(HCHAPTER chapter) {
     ClearError();
     if (chapter != DB_NULL_HCHAPTER)
@@ -456,6 +465,8 @@ HRESULT Rowset::RestartPosition(HCHAPTER chapter) {
     for (const auto& slot : m_slots)
         if (slot->refs != 0)
             return DB_E_ROWSNOTRELEASED;
+    if (!m_statement->OnlyReads())
+        return RefuseRerun(IID_IRowset);
     m_statement->CloseCursor();
     backend::Diagnostics diag;
     DBROWCOUNT affected;

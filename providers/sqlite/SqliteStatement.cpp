@@ -489,6 +489,10 @@ void SqliteStatement::CloseCursor() {
     EndSets(true, ignored);
 }
 
+bool SqliteStatement::OnlyReads() const {
+    return m_stmt == nullptr || sqlite3_stmt_readonly(m_stmt) != 0;
+}
+
 bool SqliteStatement::Cancel() {
     m_cancel.store(true);
     return true;

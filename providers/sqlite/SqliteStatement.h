@@ -30,6 +30,7 @@ public:
     void CloseCursor() override;
     bool Cancel() override;
     void ResetCancel() override;
+    bool OnlyReads() const override;
 
 private:
     bool Run(DBROWCOUNT& rowsAffected, bool& hasRows, backend::Diagnostics& diag);

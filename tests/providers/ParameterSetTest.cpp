@@ -145,4 +145,18 @@ TEST_F(ParameterSetTest, ReturnedRowsHoldTheCallOpenOnlyUntilTheirCursorEnds) {
     EXPECT_EQ(Scalar("SELECT count(*) FROM u"), "10");
 }
 
+TEST_F(ParameterSetTest, GoingBackInReturnedRowsNeverRepeatsTheChange) {
+    ASSERT_EQ(
+        m_command->SetCommandText(DBGUID_DEFAULT, L"INSERT INTO u VALUES (?, ?, ?) RETURNING name"),
+        S_OK);
+    DBROWCOUNT affected = 0;
+    Ptr<IRowset> rowset;
+    ASSERT_EQ(Insert(1, Fault::none, affected, &rowset), S_OK);
+    ASSERT_EQ(ReadAll(rowset.Get()).size(), 1u);
+    EXPECT_EQ(rowset->RestartPosition(DB_NULL_HCHAPTER), DB_E_CANNOTRESTART);
+    EXPECT_FALSE(TakeErrorRecords().empty());
+    rowset.Reset();
+    EXPECT_EQ(Scalar("SELECT count(*) FROM u"), "4");
+}
+
 } // namespace
