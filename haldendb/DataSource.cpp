@@ -421,6 +421,7 @@ bool CDataSource::SetInitProps(const GUID& providerClassId) {
 }
 
 bool CDataSource::Disconnect() {
+    CSingleLock providerLock(&m_csProviderObjects, TRUE);
     if (!IsConnected() || m_pIDBInitialize == nullptr)
         return true;
     m_connectionState.store(eNotConnected);
@@ -483,6 +484,7 @@ bool CDataSource::IsConnected() const {
 }
 
 bool CDataSource::isPooledConnection() {
+    CSingleLock providerLock(&m_csProviderObjects, TRUE);
     DBPROP* property = nullptr;
     // Without a data source object there is nothing to ask: reported as an
     // unexpected call.
@@ -507,6 +509,7 @@ bool CDataSource::isPooledConnection() {
 }
 
 bool CDataSource::SetMultipleConnectionProperty(bool enable) {
+    CSingleLock providerLock(&m_csProviderObjects, TRUE);
     if (m_pIDBInitialize == nullptr)
         return false;
     ULONG setCount = 0;
@@ -644,6 +647,7 @@ boost::shared_ptr<CommandLiveChecker> CDataSource::GetCurrentDatabaseSessionComm
 }
 
 bool CDataSource::SetFastLoadProperty(bool enable) {
+    CSingleLock providerLock(&m_csProviderObjects, TRUE);
     m_bFastLoadEnabled = false;
     if (m_pIDBInitialize == nullptr)
         return false;
@@ -661,10 +665,27 @@ bool CDataSource::SetFastLoadProperty(bool enable) {
 }
 
 DWORD CDataSource::GetStructuredStorageProperty() const {
-    ULONG value = 0;
-    const HRESULT hr =
-        GetProperty(m_pIDBInitialize, DBPROP_STRUCTUREDSTORAGE, DBPROPSET_DATASOURCEINFO, &value);
-    return hr == S_OK ? value : 0;
+    CSingleLock providerLock(&m_csProviderObjects, TRUE);
+    DBPROP* property = nullptr;
+    const HRESULT hr = GetProperty(m_pIDBInitialize, DBPROP_STRUCTUREDSTORAGE,
+                                   DBPROPSET_DATASOURCEINFO, &property);
+    ScopeExit freeProperty([&] {
+        if (property)
+            FreeProperties(1, property);
+    });
+    // The flags are a 4-byte integer; a value of another type (a provider's
+    // mistake) carries none of them.
+    if (hr != S_OK || property == nullptr)
+        return 0;
+    const VARIANT& value = property->vValue;
+    return value.vt == VT_I4 || value.vt == VT_UI4 ? value.ulVal : 0;
+}
+
+IDBInitialize* CDataSource::GetDataSourceObjectReference() const {
+    CSingleLock providerLock(&m_csProviderObjects, TRUE);
+    if (m_pIDBInitialize != nullptr)
+        m_pIDBInitialize->AddRef();
+    return m_pIDBInitialize;
 }
 
 // ---------------------------------------------------------------- dialect

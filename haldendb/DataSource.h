@@ -12,9 +12,8 @@
 // running-execution counter are atomics; Connect and Release coordinate by
 // polling them every 100 ms. A recursive lock guards the session pool, and a
 // second one keeps the provider objects from being torn down by one thread
-// while another creates or asks them: Connect, Release, IsConnected and the
-// two session functions hold it. Where both are held, the provider lock is
-// taken first.
+// while another creates or asks them: every member that uses the data source
+// object holds it. Where both are held, the provider lock is taken first.
 //
 // Beside the connection it answers the SQL dialect questions of its database
 // kind (date conversion templates, TOP or LIMIT, the severity query), so that
@@ -158,7 +157,14 @@ public:
     const GUID& GetProviderCLSID() const noexcept { return m_providerClassId; }
     // Seconds; -1 when unknown. Sent to the provider only when above 0.
     int GetConnectionTimeout() const noexcept { return m_nConnectionTimeout; }
+    // The data source object as it is; another thread's Release or Connect
+    // may release it at any moment. GetDataSourceObjectReference is safe.
     operator IDBInitialize*() const noexcept { return m_pIDBInitialize; }
+    // A reference of the caller's own to the data source object (release it
+    // when done), taken under the provider lock so that a Release or
+    // reconnect on another thread cannot free the object meanwhile; null
+    // when there is none.
+    IDBInitialize* GetDataSourceObjectReference() const;
 
     // ---------------------------------------------------------- sessions
 
@@ -182,7 +188,8 @@ public:
     // nothing: a provider without bulk loading simply answers false.
     bool SetFastLoadProperty(bool enable);
     bool IsFastLoadEnabled() const noexcept { return m_bFastLoadEnabled; }
-    // The provider's DBPROP_STRUCTUREDSTORAGE flags; 0 when it cannot be read.
+    // The provider's DBPROP_STRUCTUREDSTORAGE flags; 0 when they cannot be
+    // read or the provider answers a value that is no 4-byte integer.
     DWORD GetStructuredStorageProperty() const;
 
     // ---------------------------------------------------------- dialect
@@ -295,7 +302,7 @@ private:
     // An enumConnectionState, with ConnectLeftStanding beside eConnecting
     // when no connect is at work any more.
     std::atomic<std::uint8_t> m_connectionState{eNotConnected};
-    bool m_bFastLoadEnabled = false;
+    std::atomic<bool> m_bFastLoadEnabled{false};
     // Enables the second property set for the unversioned native client;
     // nothing sets it today.
     bool m_bNativeClient = false;

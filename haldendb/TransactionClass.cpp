@@ -15,9 +15,15 @@ constexpr wchar_t ReconnectedText[] = L"Data source is reconnected. Can proceed 
 CTransactionClass::CTransactionClass(const std::shared_ptr<CDataSource>& dataSource)
     : CBaseOLEDBClass(*dataSource, dataSource->GetUIEnabled()), m_spDataSource(dataSource) {
     EnsureConnected();
-    IDBInitialize* dataSourceObject = *m_spDataSource;
+    // A reference of its own: a Release or reconnect of the data source on
+    // another thread may let go of the object while it is asked here.
+    IDBInitialize* dataSourceObject = m_spDataSource->GetDataSourceObjectReference();
     if (dataSourceObject == nullptr)
         return;
+    struct Held {
+        IDBInitialize* object;
+        ~Held() { object->Release(); }
+    } held{dataSourceObject};
 
     HRESULT hr = dataSourceObject->QueryInterface(IID_IDBCreateSession,
                                                   reinterpret_cast<void**>(&m_pIDBCreateSession));

@@ -374,9 +374,13 @@ HRESULT Command::Prepare(ULONG) {
     if (!m_hasText)
         return ReportError(m_session->Source(), DB_E_NOCOMMAND, IID_ICommandPrepare,
                            L"No command text was set.");
-    if (m_statement && m_statement.use_count() > 1)
-        return DB_E_OBJECTOPEN;
-    m_statement.reset();
+    {
+        // Cancel looks at the statement from another thread under the lock.
+        std::lock_guard lock(m_mutex);
+        if (m_statement && m_statement.use_count() > 1)
+            return DB_E_OBJECTOPEN;
+        m_statement.reset();
+    }
     HRESULT hr = EnsurePrepared(IID_ICommandPrepare);
     if (SUCCEEDED(hr))
         m_prepared = true;

@@ -6,6 +6,8 @@
 // made for that.
 #include "CommandSupport.h"
 
+#include "haldendb/TransactionClass.h"
+
 #include <sqlite3.h>
 
 #include <atomic>
@@ -87,6 +89,13 @@ public:
         return E_NOTIMPL;
     }
     HRESULT STDMETHODCALLTYPE RestartPosition(HCHAPTER) override { return E_NOTIMPL; }
+};
+
+// The data source with the members under test opened up.
+class OpenDataSource : public CDataSource {
+public:
+    using CDataSource::isPooledConnection;
+    using CDataSource::SetMultipleConnectionProperty;
 };
 
 class ConcurrencyTest : public testing::Test {
@@ -218,6 +227,74 @@ TEST_F(ConcurrencyTest, CommandsMadeWhileTheDataSourceReconnectsReadEveryRow) {
     }
     EXPECT_EQ(wrong.load(), 0);
     EXPECT_EQ(client.Number("SELECT count(*) FROM t"), 2);
+}
+
+// ------------------------------------------------------------------ locks
+
+TEST_F(ConcurrencyTest, TheDataSourceObjectIsAskedSafelyWhileAnotherThreadReconnects) {
+    SqliteClient client(path);
+    ASSERT_TRUE(client.Exec("CREATE TABLE t (v INTEGER)"));
+    auto open = std::make_shared<OpenDataSource>();
+    ASSERT_TRUE(open->Connect(CLSID_HDB_EMBEDDED, path, L"", L"", L""));
+    // Every reconnect releases the data source object and makes a new one
+    // while the other thread keeps asking it.
+    std::atomic<bool> stop{false};
+    std::thread asker([&] {
+        while (!stop.load()) {
+            open->isPooledConnection();
+            open->SetFastLoadProperty(true);
+            open->SetMultipleConnectionProperty(true);
+            open->GetStructuredStorageProperty();
+            CTransactionClass transaction(open);
+        }
+    });
+    int connects = 0;
+    for (int round = 0; round < 100; ++round)
+        connects += open->Connect() ? 1 : 0;
+    stop = true;
+    asker.join();
+    EXPECT_EQ(connects, 100);
+
+    CTransactionClass transaction(open);
+    ASSERT_TRUE(transaction.StartTransaction(ISOLATIONLEVEL_READCOMMITTED, 0, nullptr, nullptr));
+    auto command = std::make_shared<CCommandClass>(transaction);
+    EXPECT_TRUE(command->Execute(L"INSERT INTO t VALUES (1)", nullptr));
+    EXPECT_TRUE(transaction.CommitTransaction(false, XACTTC_SYNC, 0));
+    EXPECT_EQ(client.Number("SELECT count(*) FROM t"), 1);
+}
+
+TEST_F(ConcurrencyTest, PrepareAndCancelOfOneCommandOnTwoThreads) {
+    SqliteClient client(path);
+    ASSERT_TRUE(client.Exec("CREATE TABLE t (v INTEGER)"));
+    ASSERT_TRUE(source->Connect(CLSID_HDB_EMBEDDED, path, L"", L"", L""));
+    boost::shared_ptr<CommandLiveChecker> session = source->GetCurrentDatabaseSessionCommand();
+    ASSERT_TRUE(session);
+    Ref<ICommandText> command;
+    ASSERT_EQ(static_cast<IDBCreateCommand*>(*session)->CreateCommand(nullptr, IID_ICommandText,
+                                                                      command.UnknownOut()),
+              S_OK);
+    ASSERT_EQ(command->SetCommandText(DBGUID_DEFAULT, L"INSERT INTO t VALUES (1)"), S_OK);
+    Ref<ICommandPrepare> prepare;
+    ASSERT_EQ(command->QueryInterface(IID_ICommandPrepare, prepare.Out()), S_OK);
+    // Between executions a cancel looks for a statement still being read.
+    ASSERT_EQ(command->Execute(nullptr, IID_NULL, nullptr, nullptr, nullptr), S_OK);
+
+    std::atomic<bool> stop{false};
+    std::thread canceller([&] {
+        while (!stop.load())
+            command->Cancel();
+    });
+    int prepared = 0;
+    for (int round = 0; round < 200; ++round)
+        prepared += prepare->Prepare(0) == S_OK ? 1 : 0;
+    stop = true;
+    canceller.join();
+    EXPECT_EQ(prepared, 200);
+    // The statement prepared last runs, once.
+    EXPECT_EQ(command->Execute(nullptr, IID_NULL, nullptr, nullptr, nullptr), S_OK);
+    EXPECT_EQ(client.Number("SELECT count(*) FROM t"), 2);
+    command.Reset();
+    session->SetInUse(false);
 }
 
 } // namespace

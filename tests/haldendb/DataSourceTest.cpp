@@ -484,6 +484,10 @@ TEST_F(ConnectionTest, PoolingAndStructuredStorageFollowWhatTheProviderAnswers) 
         provider.AnswerProperty(DBPROPSET_DATASOURCEINFO, DBPROP_STRUCTUREDSTORAGE, storage);
         EXPECT_EQ(source.GetStructuredStorageProperty(), static_cast<DWORD>(storage));
     }
+    // A value of another type carries no flags, whatever its bits.
+    provider.AnswerProperty(DBPROPSET_DATASOURCEINFO, DBPROP_STRUCTUREDSTORAGE, VARIANT_TRUE,
+                            VT_BOOL);
+    EXPECT_EQ(source.GetStructuredStorageProperty(), 0u);
     EXPECT_TRUE(errors.reports.empty());
 }
 

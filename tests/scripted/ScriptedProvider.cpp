@@ -54,6 +54,7 @@ struct State {
         GUID set;
         DBPROPID id;
         std::optional<LONG> value;
+        VARTYPE type;
     };
     std::vector<PropertyAnswer> propertyAnswers;
     std::vector<PropertyCall> propertyCalls;
@@ -623,7 +624,7 @@ public:
                 VariantClear(&property.vValue);
                 property.vValue.lVal = answer->value.value_or(0);
                 if (answer->value)
-                    property.vValue.vt = VT_I4;
+                    property.vValue.vt = answer->type;
             }
         }
         return hr;
@@ -872,14 +873,16 @@ std::optional<ReceivedProperty> ScriptedProvider::LastSet(const GUID& set, DBPRO
     return std::nullopt;
 }
 
-void ScriptedProvider::AnswerProperty(const GUID& set, DBPROPID id, std::optional<LONG> value) {
+void ScriptedProvider::AnswerProperty(const GUID& set, DBPROPID id, std::optional<LONG> value,
+                                      VARTYPE type) {
     std::lock_guard lock(m_state->mutex);
     for (auto& answer : m_state->propertyAnswers)
         if (answer.set == set && answer.id == id) {
             answer.value = value;
+            answer.type = type;
             return;
         }
-    m_state->propertyAnswers.push_back({set, id, value});
+    m_state->propertyAnswers.push_back({set, id, value, type});
 }
 
 StatementRule ScriptedProvider::OnStatement(const std::wstring& piece) {

@@ -181,8 +181,11 @@ public:
     std::optional<ReceivedProperty> LastSet(const GUID& set, DBPROPID id) const;
     // IDBProperties::GetProperties of a data source answers this number for
     // the property (nothing: VT_EMPTY) in place of the provider core's value,
-    // for values a consumer must cope with that the core never holds.
-    void AnswerProperty(const GUID& set, DBPROPID id, std::optional<LONG> value);
+    // for values a consumer must cope with that the core never holds. The
+    // number goes out as `type`, which must be one that holds no reference
+    // (VT_BOOL for a wrongly typed answer, say).
+    void AnswerProperty(const GUID& set, DBPROPID id, std::optional<LONG> value,
+                        VARTYPE type = VT_I4);
 
     // ---- statements
     StatementRule OnStatement(const std::wstring& piece);
