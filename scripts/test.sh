@@ -1,7 +1,9 @@
 #!/usr/bin/env bash
 # Installs what is missing, starts the private database servers, builds every
 # configuration once and runs every test through ctest: the regular build (with the Windows compile check and
-# the installed-package check) and an AddressSanitizer build.
+# the installed-package check) and an AddressSanitizer build; then a
+# ThreadSanitizer build of only the programs whose tests share objects
+# between threads, running only those tests.
 set -euo pipefail
 
 root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
@@ -28,3 +30,15 @@ build_and_test() {
 build_and_test build/release -DCMAKE_BUILD_TYPE=RelWithDebInfo -DHALDENDB_WINDOWS_CHECK=ON -DHALDENDB_INSTALL_CHECK=ON -DHALDENDB_BUILD_BENCH=ON
 ASAN_OPTIONS="detect_leaks=1:abort_on_error=1" \
   build_and_test build/asan -DCMAKE_BUILD_TYPE=Debug -DHALDENDB_SANITIZE=address
+
+# The tests that share objects between threads name it: their suite or case
+# says Thread, Concurren(t/cy), Cancel or LongRunning. The programs that hold
+# them are the only ones built, which keeps this build small. Every race is
+# fixed, none is suppressed: the first report fails the run.
+threaded_programs=(test_haldendb test_providers test_scripted test_com test_framework)
+threaded_tests='Thread|Concurren|Cancel|LongRunning'
+cmake -S "$root" -B build/tsan -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DHALDENDB_SANITIZE=thread
+cmake --build build/tsan -j "$jobs" --target "${threaded_programs[@]}"
+TSAN_OPTIONS="halt_on_error=1:second_deadlock_stack=1" \
+  ctest --test-dir build/tsan -j "$jobs" --output-on-failure --timeout 300 --no-tests=error \
+    -R "$threaded_tests"
