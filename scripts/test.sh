@@ -19,6 +19,9 @@ trap 'scripts/servers.sh stop' EXIT
 eval "$(scripts/servers.sh env)"
 
 jobs="$(nproc)"
+# Compiler results are shared between checkouts in other folders (CI builds a
+# fresh clone each time): paths are hashed relative to the checkout.
+export CCACHE_BASEDIR="$root" CCACHE_NOHASHDIR=1
 
 build_and_test() {
   local dir="$1"; shift
