@@ -108,16 +108,21 @@ struct SharedAttachments {
 // every statement of the connection, and keeps stopping new ones while any
 // other is still active).
 //
-// While a CancelScope lives, what the calling thread steps on any
-// connection stops with SQLITE_INTERRUPT soon after cancel becomes true.
+// While a CancelScope lives, what the connection steps stops with
+// SQLITE_INTERRUPT soon after cancel becomes true. The flag is the
+// connection's own, not the thread's: the core calls a connection from one
+// thread at a time, and a module loaded at run time keeps no thread-local
+// storage (the leak checker's scan of such storage crashes).
+class SqliteConnection;
 class CancelScope {
 public:
-    explicit CancelScope(const std::atomic<bool>& cancel);
+    CancelScope(SqliteConnection& connection, const std::atomic<bool>& cancel);
     ~CancelScope();
     CancelScope(const CancelScope&) = delete;
     CancelScope& operator=(const CancelScope&) = delete;
 
 private:
+    SqliteConnection& m_connection;
     const std::atomic<bool>* m_outer;
 };
 
@@ -160,7 +165,7 @@ public:
 
 private:
     bool OpenPath(const std::string& path, int flags, backend::Diagnostics& diag);
-    static int Progress(void*);
+    static int Progress(void* stepping);
     static int Authorize(void* self, int action, const char*, const char*, const char*,
                          const char*);
     bool ListAttached(std::vector<Attachment>& attached);
@@ -169,6 +174,10 @@ private:
     bool ShareInMemory(Attachment& attachment);
 
     sqlite3* m_db = nullptr;
+    friend class CancelScope;
+    // The cancel flag of the statement stepping now (CancelScope); read by
+    // the progress handler, set from the connection's thread.
+    std::atomic<const std::atomic<bool>*> m_stepping{nullptr};
     std::string m_path; // what sqlite3_open_v2 was given
     int m_flags = 0;
     std::wstring m_shownName; // the data source as the consumer gave it

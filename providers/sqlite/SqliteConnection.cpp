@@ -54,9 +54,6 @@ int RunWith(sqlite3* db, const char* sql, const std::string& first, const std::s
     return rc == SQLITE_DONE || rc == SQLITE_ROW ? SQLITE_OK : rc;
 }
 
-// The cancel flag of the statement this thread steps (CancelScope).
-thread_local const std::atomic<bool>* steppingCancel = nullptr;
-
 constexpr int DefaultBusyMilliseconds = 5000;
 // The progress handler runs every this many virtual machine steps; often
 // enough for a prompt cancel, rare enough to cost nothing measurable.
@@ -84,7 +81,7 @@ bool SqliteConnection::OpenPath(const std::string& path, int flags, backend::Dia
     }
     sqlite3_extended_result_codes(db, 1);
     sqlite3_busy_timeout(db, m_busyMs);
-    sqlite3_progress_handler(db, ProgressSteps, &SqliteConnection::Progress, nullptr);
+    sqlite3_progress_handler(db, ProgressSteps, &SqliteConnection::Progress, &m_stepping);
     sqlite3_set_authorizer(db, &SqliteConnection::Authorize, this);
     RegisterFunctions(db);
     m_db = db;
@@ -230,16 +227,16 @@ std::wstring SqliteConnection::ProductVersion() const {
     return FromUtf8(sqlite3_libversion());
 }
 
-CancelScope::CancelScope(const std::atomic<bool>& cancel) : m_outer(steppingCancel) {
-    steppingCancel = &cancel;
-}
+CancelScope::CancelScope(SqliteConnection& connection, const std::atomic<bool>& cancel)
+    : m_connection(connection), m_outer(connection.m_stepping.exchange(&cancel)) {}
 
 CancelScope::~CancelScope() {
-    steppingCancel = m_outer;
+    m_connection.m_stepping.store(m_outer);
 }
 
-int SqliteConnection::Progress(void*) {
-    const std::atomic<bool>* cancel = steppingCancel;
+int SqliteConnection::Progress(void* stepping) {
+    const std::atomic<bool>* cancel =
+        static_cast<std::atomic<const std::atomic<bool>*>*>(stepping)->load();
     return cancel != nullptr && cancel->load() ? 1 : 0;
 }
 

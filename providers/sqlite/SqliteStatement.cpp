@@ -231,7 +231,7 @@ bool SqliteStatement::Run(DBROWCOUNT& rowsAffected, bool& hasRows, backend::Diag
     if (!m_pending && !EndSets(true, diag))
         return false;
     if (!m_rest.empty()) {
-        const CancelScope stepping(m_cancel);
+        const CancelScope stepping(m_connection, m_cancel);
         int rc = sqlite3_exec(db, m_rest.c_str(), nullptr, nullptr, nullptr);
         if (rc != SQLITE_OK) {
             diag.push_back(MakeDiagnostic(db, rc, false));
@@ -503,7 +503,7 @@ void SqliteStatement::ResetCancel() {
 }
 
 int SqliteStatement::Step() {
-    const CancelScope stepping(m_cancel);
+    const CancelScope stepping(m_connection, m_cancel);
     return sqlite3_step(m_stmt);
 }
 
