@@ -32,6 +32,7 @@ build_and_test() {
 
 build_and_test build/release -DCMAKE_BUILD_TYPE=RelWithDebInfo -DHALDENDB_WINDOWS_CHECK=ON -DHALDENDB_INSTALL_CHECK=ON -DHALDENDB_BUILD_BENCH=ON
 ASAN_OPTIONS="detect_leaks=1:abort_on_error=1" \
+  LSAN_OPTIONS="suppressions=$root/scripts/lsan-drivers.supp:print_suppressions=0" \
   build_and_test build/asan -DCMAKE_BUILD_TYPE=Debug -DHALDENDB_SANITIZE=address
 
 # The tests that share objects between threads name it: their suite or case
