@@ -253,7 +253,7 @@ void StoreFetched(const odbc::OdbcRowBlock& block, size_t slot, size_t blockRow,
 }
 
 size_t AddParameter(odbc::OdbcParameterArrays& arrays, const backend::ParameterInfo& info) {
-    odbc::OdbcParameterSpec spec;
+    odbc::OdbcParameterBinding binding;
     switch (info.type) {
     case DBTYPE_I1:
     case DBTYPE_I2:
@@ -262,54 +262,54 @@ size_t AddParameter(odbc::OdbcParameterArrays& arrays, const backend::ParameterI
     case DBTYPE_UI1:
     case DBTYPE_UI2:
     case DBTYPE_UI4:
-        spec.type = OdbcValueType::int64;
-        spec.sqlType = OdbcSqlType::bigint;
+        binding.type = OdbcValueType::int64;
+        binding.sqlType = OdbcSqlType::bigint;
         break;
     case DBTYPE_R4:
     case DBTYPE_R8:
-        spec.type = OdbcValueType::real64;
-        spec.sqlType = OdbcSqlType::double_;
+        binding.type = OdbcValueType::real64;
+        binding.sqlType = OdbcSqlType::double_;
         break;
     case DBTYPE_BOOL:
-        spec.type = OdbcValueType::boolean;
-        spec.sqlType = OdbcSqlType::bit;
+        binding.type = OdbcValueType::boolean;
+        binding.sqlType = OdbcSqlType::bit;
         break;
     case DBTYPE_NUMERIC:
     case DBTYPE_DECIMAL:
-        spec.type = OdbcValueType::decimalText;
-        spec.sqlType = OdbcSqlType::decimal;
-        spec.columnSize = info.precision;
-        spec.decimalDigits = info.scale;
+        binding.type = OdbcValueType::decimalText;
+        binding.sqlType = OdbcSqlType::decimal;
+        binding.columnSize = info.precision;
+        binding.decimalDigits = info.scale;
         break;
     case DBTYPE_DBDATE:
-        spec.type = OdbcValueType::date;
-        spec.sqlType = OdbcSqlType::date;
+        binding.type = OdbcValueType::date;
+        binding.sqlType = OdbcSqlType::date;
         break;
     case DBTYPE_DBTIME:
-        spec.type = OdbcValueType::time;
-        spec.sqlType = OdbcSqlType::time;
+        binding.type = OdbcValueType::time;
+        binding.sqlType = OdbcSqlType::time;
         break;
     case DBTYPE_DBTIMESTAMP:
-        spec.type = OdbcValueType::timestamp;
-        spec.sqlType = OdbcSqlType::timestamp;
-        spec.decimalDigits = 6;
+        binding.type = OdbcValueType::timestamp;
+        binding.sqlType = OdbcSqlType::timestamp;
+        binding.decimalDigits = 6;
         break;
     case DBTYPE_BYTES:
-        spec.type = OdbcValueType::binary;
-        spec.sqlType = OdbcSqlType::varbinary;
+        binding.type = OdbcValueType::binary;
+        binding.sqlType = OdbcSqlType::varbinary;
         break;
     default:
-        spec.type = OdbcValueType::wideText;
-        spec.sqlType = OdbcSqlType::wvarchar;
+        binding.type = OdbcValueType::wideText;
+        binding.sqlType = OdbcSqlType::wvarchar;
         break;
     }
-    return arrays.AddParameter(spec);
+    return arrays.AddParameter(binding);
 }
 
 bool PutParameter(odbc::OdbcParameterArrays& arrays, size_t parameter, size_t set,
                   const backend::RowBuffer& values, size_t column, backend::Diagnostics& diag) {
     const backend::Cell& cell = values[column];
-    const OdbcValueType type = arrays.Columns()[parameter].spec.type;
+    const OdbcValueType type = arrays.Columns()[parameter].binding.type;
     if (cell.type == DBTYPE_NULL)
         return arrays.SetNull(parameter, set);
     // A value of another type than the parameter's is sent in the

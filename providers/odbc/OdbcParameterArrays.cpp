@@ -46,10 +46,10 @@ void OdbcParameterArrays::Reset(std::size_t setCount) {
     m_processed = 0;
 }
 
-std::size_t OdbcParameterArrays::AddParameter(const OdbcParameterSpec& spec) {
+std::size_t OdbcParameterArrays::AddParameter(const OdbcParameterBinding& binding) {
     Column c;
-    c.spec = spec;
-    const std::size_t fixed = api::FixedSize(spec.type);
+    c.binding = binding;
+    const std::size_t fixed = api::FixedSize(binding.type);
     c.elementBytes = fixed != 0 ? fixed : kFirstVariableBytes;
     c.data.resize(m_setCount * c.elementBytes);
     c.indicators.assign(m_setCount, SQL_NULL_DATA);
@@ -59,7 +59,7 @@ std::size_t OdbcParameterArrays::AddParameter(const OdbcParameterSpec& spec) {
 
 bool OdbcParameterArrays::Fits(std::size_t parameter, std::size_t set, OdbcValueType type) const {
     return parameter < m_columns.size() && set < m_setCount &&
-           m_columns[parameter].spec.type == type;
+           m_columns[parameter].binding.type == type;
 }
 
 bool OdbcParameterArrays::SetFixed(std::size_t parameter, std::size_t set, OdbcValueType type,
@@ -155,7 +155,7 @@ bool OdbcParameterArrays::SetAtExecution(std::size_t parameter, std::size_t set,
     if (parameter >= m_columns.size() || set >= m_setCount)
         return false;
     Column& c = m_columns[parameter];
-    if (c.spec.type != OdbcValueType::wideText && c.spec.type != OdbcValueType::binary)
+    if (c.binding.type != OdbcValueType::wideText && c.binding.type != OdbcValueType::binary)
         return false;
     if (length == 0)
         c.indicators[set] = 0;
@@ -176,21 +176,21 @@ bool OdbcParameterArrays::HasAtExecution() const {
 
 std::uint64_t OdbcParameterArrays::ColumnSize(std::size_t parameter) const {
     const Column& c = m_columns[parameter];
-    if (c.spec.columnSize != 0)
-        return c.spec.columnSize;
-    switch (c.spec.type) {
+    if (c.binding.columnSize != 0)
+        return c.binding.columnSize;
+    switch (c.binding.type) {
     case OdbcValueType::wideText:
         return std::max<std::uint64_t>(c.longest / sizeof(char16_t), 1);
     case OdbcValueType::decimalText:
     case OdbcValueType::binary:
         return std::max<std::uint64_t>(c.longest, 1);
     default:
-        return OwnWidth(c.spec.type, c.spec.decimalDigits);
+        return OwnWidth(c.binding.type, c.binding.decimalDigits);
     }
 }
 
 std::int16_t OdbcParameterArrays::DecimalDigits(std::size_t parameter) const {
-    return m_columns[parameter].spec.decimalDigits;
+    return m_columns[parameter].binding.decimalDigits;
 }
 
 void OdbcParameterArrays::ForgetOutcome() {

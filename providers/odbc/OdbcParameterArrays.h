@@ -25,7 +25,7 @@ using OdbcChunkSource =
     std::function<bool(std::size_t parameter, std::size_t set, std::span<std::byte> buffer,
                        std::size_t& filled, OdbcDiagnostics& diag)>;
 
-struct OdbcParameterSpec {
+struct OdbcParameterBinding {
     OdbcValueType type = OdbcValueType::wideText;
     OdbcSqlType sqlType = OdbcSqlType::wvarchar;
     // Characters of text, bytes of binary, precision of numbers. 0 takes the
@@ -43,7 +43,7 @@ public:
     void Reset(std::size_t setCount);
     // Adds a parameter (the next marker) whose values are all NULL; returns
     // its index.
-    std::size_t AddParameter(const OdbcParameterSpec& spec);
+    std::size_t AddParameter(const OdbcParameterBinding& binding);
 
     std::size_t SetCount() const { return m_setCount; }
     std::size_t ParameterCount() const { return m_columns.size(); }
@@ -79,7 +79,7 @@ public:
 
     // ------------------------------------------------ for OdbcStatement
     struct Column {
-        OdbcParameterSpec spec;
+        OdbcParameterBinding binding;
         std::size_t elementBytes = 0;
         std::size_t longest = 0; // bytes of the longest value, for the column size
         std::vector<std::byte> data;

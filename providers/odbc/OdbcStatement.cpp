@@ -234,10 +234,10 @@ bool OdbcStatement::BindParameterArrays(std::size_t onlySet, OdbcDiagnostics& di
     for (std::size_t p = 0; p < columns.size(); ++p) {
         OdbcParameterArrays::Column& c = columns[p];
         const SQLRETURN rc = SQLBindParameter(
-            m_handle, static_cast<SQLUSMALLINT>(p + 1), SQL_PARAM_INPUT, api::CType(c.spec.type),
-            static_cast<SQLSMALLINT>(c.spec.sqlType), arrays.ColumnSize(p), arrays.DecimalDigits(p),
-            c.data.data() + firstSet * c.elementBytes, static_cast<SQLLEN>(c.elementBytes),
-            c.indicators.data() + firstSet);
+            m_handle, static_cast<SQLUSMALLINT>(p + 1), SQL_PARAM_INPUT, api::CType(c.binding.type),
+            static_cast<SQLSMALLINT>(c.binding.sqlType), arrays.ColumnSize(p),
+            arrays.DecimalDigits(p), c.data.data() + firstSet * c.elementBytes,
+            static_cast<SQLLEN>(c.elementBytes), c.indicators.data() + firstSet);
         if (!api::Check(rc, SQL_HANDLE_STMT, m_handle, diag))
             return false;
     }
@@ -265,7 +265,8 @@ bool OdbcStatement::SendAtExecution(std::int16_t& rc, OdbcDiagnostics& diag) {
             !m_parameters->Locate(element, parameter, set) || !sent.emplace(parameter, set).second)
             return abandon(L"The ODBC driver asked for a parameter value that is not sent at "
                            L"execution, or for one value twice.");
-        const bool text = m_parameters->Columns()[parameter].spec.type == OdbcValueType::wideText;
+        const bool text =
+            m_parameters->Columns()[parameter].binding.type == OdbcValueType::wideText;
         for (bool first = true;; first = false) {
             std::size_t filled = 0;
             if (!m_parameters->ChunkSource()(parameter, set, buffer, filled, diag)) {
