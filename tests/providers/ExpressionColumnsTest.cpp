@@ -43,18 +43,9 @@ protected:
         Layout layout;
         layout.Add(1, type, type == DBTYPE_WSTR ? (size + 1) * sizeof(wchar_t) : size);
         layout.Add(1, DBTYPE_WSTR, 101 * sizeof(wchar_t));
-        HACCESSOR h = layout.Create(rowset.Get(), DBACCESSOR_ROWDATA);
-        for (;;) {
-            DBCOUNTITEM obtained = 0;
-            HROW handle[1];
-            HROW* handles = handle;
-            rowset->GetNextRows(DB_NULL_HCHAPTER, 0, 1, &obtained, &handles);
-            if (obtained == 0)
-                break;
-            std::vector<BYTE> buffer(layout.Size(), 0);
+        for (auto& [result, buffer] : ReadThrough(rowset.Get(), layout)) {
             BYTE* row = buffer.data();
-            read.results.push_back(rowset->GetData(handle[0], h, row));
-            rowset->ReleaseRows(1, handle, nullptr, nullptr, nullptr);
+            read.results.push_back(result);
             read.statuses.push_back(layout.Status(row, 0));
             read.statuses.push_back(layout.Status(row, 1));
             read.lengths.push_back(layout.Length(row, 0));

@@ -106,20 +106,7 @@ protected:
                   S_OK);
         if (!rowset)
             return rows;
-        HACCESSOR h = layout.Create(rowset.Get(), DBACCESSOR_ROWDATA);
-        for (;;) {
-            DBCOUNTITEM obtained = 0;
-            HROW handle[1];
-            HROW* handles = handle;
-            rowset->GetNextRows(DB_NULL_HCHAPTER, 0, 1, &obtained, &handles);
-            if (obtained == 0)
-                break;
-            std::vector<BYTE> buffer(layout.Size(), 0xCC);
-            HRESULT hr = rowset->GetData(handle[0], h, buffer.data());
-            rowset->ReleaseRows(1, handle, nullptr, nullptr, nullptr);
-            rows.emplace_back(hr, std::move(buffer));
-        }
-        return rows;
+        return ReadThrough(rowset.Get(), layout, 0xCC);
     }
 
     // Runs sql with the C API, binding each of values in turn as text.

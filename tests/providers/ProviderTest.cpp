@@ -278,4 +278,23 @@ std::string ProviderTest::Scalar(const char* sql) {
     return value;
 }
 
+std::vector<std::pair<HRESULT, std::vector<BYTE>>> ReadThrough(IRowset* rowset,
+                                                               const Layout& layout, BYTE fill) {
+    std::vector<std::pair<HRESULT, std::vector<BYTE>>> rows;
+    HACCESSOR h = layout.Create(rowset, DBACCESSOR_ROWDATA);
+    for (;;) {
+        DBCOUNTITEM obtained = 0;
+        HROW handle[1];
+        HROW* handles = handle;
+        rowset->GetNextRows(DB_NULL_HCHAPTER, 0, 1, &obtained, &handles);
+        if (obtained == 0)
+            break;
+        std::vector<BYTE> buffer(layout.Size(), fill);
+        HRESULT hr = rowset->GetData(handle[0], h, buffer.data());
+        rowset->ReleaseRows(1, handle, nullptr, nullptr, nullptr);
+        rows.emplace_back(hr, std::move(buffer));
+    }
+    return rows;
+}
+
 } // namespace providertest

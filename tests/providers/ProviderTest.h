@@ -116,6 +116,11 @@ private:
 // A command with the text set.
 Ptr<ICommandText> NewCommand(IDBCreateCommand* session, const std::wstring& sql);
 
+// Every row of rowset, one GetData each through layout into a buffer first
+// filled with fill: the result of GetData and the buffer, row by row.
+std::vector<std::pair<HRESULT, std::vector<BYTE>>> ReadThrough(IRowset* rowset,
+                                                               const Layout& layout, BYTE fill = 0);
+
 // Fixture: a fresh database file per test, a connected data source and one
 // session; Db() opens the same file with the sqlite3 C API.
 class ProviderTest : public ::testing::Test {
