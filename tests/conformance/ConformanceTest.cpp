@@ -1,88 +1,15 @@
 // Provider scenarios written once against the OLE DB interfaces and run on
 // every backend; what the provider wrote is read back, and what it reads was
 // written, by the backend's independent client.
-#include <gtest/gtest.h>
-#include <unistd.h>
-
 #include <atomic>
 #include <cstring>
 #include <chrono>
 #include <thread>
 
-#include "conformance/Context.h"
+#include "conformance/Conformance.h"
 
 namespace conformance {
 namespace {
-
-using namespace providertest;
-
-class Conformance : public ::testing::TestWithParam<std::string> {
-protected:
-    void SetUp() override {
-        std::string why;
-        m_context = MakeContext(GetParam(), why);
-        ASSERT_TRUE(m_context) << why;
-        m_dso = Open(m_context->Password());
-        ASSERT_TRUE(m_dso);
-        m_session = NewSession(m_dso.Get());
-        ASSERT_TRUE(m_session);
-        const std::string test = ::testing::UnitTest::GetInstance()->current_test_info()->name();
-        m_table = L"conf_" + std::to_wstring(getpid()) + L"_";
-        for (char c : test.substr(0, std::min<size_t>(test.find('/'), 30)))
-            m_table += std::isalnum(static_cast<unsigned char>(c))
-                           ? static_cast<wchar_t>(std::tolower(c))
-                           : L'_';
-        m_context->CheckerExec(L"DROP TABLE IF EXISTS " + m_table);
-    }
-    void TearDown() override {
-        m_session.Reset();
-        m_dso.Reset();
-        if (m_context)
-            m_context->CheckerExec(L"DROP TABLE IF EXISTS " + m_table);
-    }
-
-    // A data source of the backend, initialised with the given password.
-    Ptr<IDBInitialize> Open(const std::wstring& password, HRESULT* result = nullptr) {
-        Ptr<IDBInitialize> dso;
-        EXPECT_EQ(CoCreateInstance(m_context->ProviderClassId(), nullptr, CLSCTX_INPROC_SERVER,
-                                   IID_IDBInitialize, dso.OutVoid()),
-                  S_OK);
-        if (!dso)
-            return dso;
-        Ptr<IDBProperties> props = dso.As<IDBProperties>(IID_IDBProperties);
-        const std::wstring source = m_context->DataSource(), user = m_context->User();
-        DBPROP p[4] = {Prop(DBPROP_INIT_DATASOURCE, Text(source.c_str())),
-                       Prop(DBPROP_AUTH_USERID, Text(user.c_str())),
-                       Prop(DBPROP_AUTH_PASSWORD, Text(password.c_str())),
-                       Prop(DBPROP_INIT_TIMEOUT, Int(10))};
-        DBPROPSET set{p, 4, DBPROPSET_DBINIT};
-        EXPECT_EQ(props->SetProperties(1, &set), S_OK);
-        for (auto& prop : p)
-            VariantClear(&prop.vValue);
-        const HRESULT hr = dso->Initialize();
-        if (result != nullptr)
-            *result = hr;
-        else
-            EXPECT_EQ(hr, S_OK) << Describe(TakeErrorRecords());
-        return dso;
-    }
-    static std::string Describe(const std::vector<Record>& records) {
-        std::string out;
-        for (const auto& r : records)
-            out += " [" + std::string(r.sqlState.begin(), r.sqlState.end()) + "] " +
-                   std::string(r.description.begin(), r.description.end());
-        return out;
-    }
-    void Run(const std::wstring& sql) {
-        ASSERT_EQ(Exec(m_session.Get(), sql), S_OK)
-            << std::string(sql.begin(), sql.end()) << Describe(TakeErrorRecords());
-    }
-
-    std::unique_ptr<Context> m_context;
-    Ptr<IDBInitialize> m_dso;
-    Ptr<IDBCreateCommand> m_session;
-    std::wstring m_table;
-};
 
 TEST_P(Conformance, ConnectsAndRefusesAWrongPasswordWithoutShowingIt) {
     Ptr<IDBProperties> props = m_dso.As<IDBProperties>(IID_IDBProperties);
@@ -348,9 +275,6 @@ TEST_P(Conformance, CatalogsListTheTestDatabase) {
         found = found || (!row.empty() && row[0] == m_context->ExpectedCatalog());
     EXPECT_TRUE(found);
 }
-
-INSTANTIATE_TEST_SUITE_P(Backends, Conformance, ::testing::ValuesIn(BackendNames()),
-                         [](const auto& info) { return info.param; });
 
 } // namespace
 } // namespace conformance

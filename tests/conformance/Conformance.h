@@ -1,0 +1,86 @@
+// The fixture of the conformance suite: one test per backend, a data source
+// and session of the provider under test, a table name of its own (the
+// process id keeps concurrent runs apart) and the backend's context.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cctype>
+#include <string>
+
+#include "conformance/Context.h"
+
+namespace conformance {
+
+using namespace providertest;
+
+class Conformance : public ::testing::TestWithParam<std::string> {
+protected:
+    void SetUp() override {
+        std::string why;
+        m_context = MakeContext(GetParam(), why);
+        ASSERT_TRUE(m_context) << why;
+        m_dso = Open(m_context->Password());
+        ASSERT_TRUE(m_dso);
+        m_session = NewSession(m_dso.Get());
+        ASSERT_TRUE(m_session);
+        const std::string test = ::testing::UnitTest::GetInstance()->current_test_info()->name();
+        m_table = L"conf_" + std::to_wstring(getpid()) + L"_";
+        for (char c : test.substr(0, std::min<size_t>(test.find('/'), 30)))
+            m_table += std::isalnum(static_cast<unsigned char>(c))
+                           ? static_cast<wchar_t>(std::tolower(c))
+                           : L'_';
+        m_context->CheckerExec(L"DROP TABLE IF EXISTS " + m_table);
+    }
+    void TearDown() override {
+        m_session.Reset();
+        m_dso.Reset();
+        if (m_context)
+            m_context->CheckerExec(L"DROP TABLE IF EXISTS " + m_table);
+    }
+
+    // A data source of the backend, initialised with the given password.
+    Ptr<IDBInitialize> Open(const std::wstring& password, HRESULT* result = nullptr) {
+        Ptr<IDBInitialize> dso;
+        EXPECT_EQ(CoCreateInstance(m_context->ProviderClassId(), nullptr, CLSCTX_INPROC_SERVER,
+                                   IID_IDBInitialize, dso.OutVoid()),
+                  S_OK);
+        if (!dso)
+            return dso;
+        Ptr<IDBProperties> props = dso.As<IDBProperties>(IID_IDBProperties);
+        const std::wstring source = m_context->DataSource(), user = m_context->User();
+        DBPROP p[4] = {Prop(DBPROP_INIT_DATASOURCE, Text(source.c_str())),
+                       Prop(DBPROP_AUTH_USERID, Text(user.c_str())),
+                       Prop(DBPROP_AUTH_PASSWORD, Text(password.c_str())),
+                       Prop(DBPROP_INIT_TIMEOUT, Int(10))};
+        DBPROPSET set{p, 4, DBPROPSET_DBINIT};
+        EXPECT_EQ(props->SetProperties(1, &set), S_OK);
+        for (auto& prop : p)
+            VariantClear(&prop.vValue);
+        const HRESULT hr = dso->Initialize();
+        if (result != nullptr)
+            *result = hr;
+        else
+            EXPECT_EQ(hr, S_OK) << Describe(TakeErrorRecords());
+        return dso;
+    }
+    static std::string Describe(const std::vector<Record>& records) {
+        std::string out;
+        for (const auto& r : records)
+            out += " [" + std::string(r.sqlState.begin(), r.sqlState.end()) + "] " +
+                   std::string(r.description.begin(), r.description.end());
+        return out;
+    }
+    void Run(const std::wstring& sql) {
+        ASSERT_EQ(Exec(m_session.Get(), sql), S_OK)
+            << std::string(sql.begin(), sql.end()) << Describe(TakeErrorRecords());
+    }
+
+    std::unique_ptr<Context> m_context;
+    Ptr<IDBInitialize> m_dso;
+    Ptr<IDBCreateCommand> m_session;
+    std::wstring m_table;
+};
+
+} // namespace conformance
