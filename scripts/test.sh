@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Installs what is missing, starts the private database servers, builds every
+# Installs what is missing, checks the layout of the sources, starts the
+# private database servers, builds every
 # configuration once and runs every test through ctest: the regular build (with the Windows compile check and
 # the installed-package check) and an AddressSanitizer build; then a
 # ThreadSanitizer build of only the programs whose tests share objects
@@ -10,6 +11,11 @@ root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
 cd "$root"
 
 scripts/install-deps.sh
+
+# Every source is laid out as the root .clang-format says; a difference fails
+# the run before anything is built.
+find basicio bench haldendb include platform providers tests tools \
+  \( -name '*.cpp' -o -name '*.h' \) -print0 | xargs -0 clang-format --dry-run -Werror
 
 # The private database servers run for the whole test run and are stopped
 # however it ends; their connection strings reach the tests through the

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Compiles the portable sources for 64-bit Windows with mingw-w64, against the
+# Compiles the portable sources (listed by the build) for 64-bit Windows with mingw-w64, against the
 # system's own COM and OLE DB headers: the library, the maker's headers, the
 # basic I/O library, the framework classes and the settings library. Only the
 # compile is checked (nothing is linked); it keeps the library's use of the
@@ -20,12 +20,9 @@ flags=(-std=c++20 -fsyntax-only -Wall -Wno-unknown-pragmas -DUNICODE -D_UNICODE 
        -I"$root" -I"$root/include" -I"$root/basicio" -I"$root/platform/include"
        -isystem "$work/inc")
 
-sources=()
-for pattern in haldendb/*.cpp basicio/*.cpp platform/framework/*.cpp platform/settings/*.cpp; do
-  for f in "$root"/$pattern; do
-    [ -e "$f" ] && sources+=("$f")
-  done
-done
+# The sources come from the build: a file naming one per line.
+list="${1:?usage: windows-check.sh <file listing the portable sources>}"
+mapfile -t sources < "$list"
 # Headers that no source includes yet are checked on their own.
 for h in "$root"/include/*.h "$root"/haldendb/*.h \
          "$root"/platform/include/hdbplatform/{Com,OleDbApi,Framework,Haldensettings}.h; do
