@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
 # Installs what is missing, checks the layout of the sources, starts the
-# private database servers, builds every
-# configuration once and runs every test through ctest: the regular build (with the Windows compile check and
-# the installed-package check) and an AddressSanitizer build; then a
-# ThreadSanitizer build of only the programs whose tests share objects
-# between threads, running only those tests.
+# private database servers, builds every configuration once and runs every
+# test through ctest: the regular build (with the Windows compile check and
+# the installed-package check) and an AddressSanitizer build with the
+# undefined-behaviour checks; then a ThreadSanitizer build of only the
+# programs whose tests share objects between threads, running only those.
 set -euo pipefail
 
 root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
