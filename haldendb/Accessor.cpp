@@ -1,4 +1,5 @@
 #include "haldendb/Accessor.h"
+#include "haldendb/MessageNumbers.h"
 
 #include "haldendb/ColumnBindings.h"
 #include "haldendb/MessageTable.h"
@@ -8,25 +9,24 @@
 
 namespace {
 
-constexpr unsigned int MsgCantReleaseAccessor = 15501;
-constexpr unsigned int MsgCantCreateAccessor = 15502;
+using namespace hdbmsg;
 
 // The report text for what the provider found wrong with one binding; 0 for
 // a status that has none (DBBINDSTATUS_OK among them).
 unsigned int BindStatusMessage(DBBINDSTATUS status) {
     switch (status) {
     case DBBINDSTATUS_BADORDINAL:
-        return 15538;
+        return MsgBadOrdinal;
     case DBBINDSTATUS_UNSUPPORTEDCONVERSION:
-        return 15537;
+        return MsgUnsupportedConversion;
     case DBBINDSTATUS_BADBINDINFO:
-        return 15536;
+        return MsgBadBindInfo;
     case DBBINDSTATUS_BADSTORAGEFLAGS:
-        return 15539;
+        return MsgBadStorageFlags;
     case DBBINDSTATUS_NOINTERFACE:
-        return 15540;
+        return MsgNoInterface;
     case DBBINDSTATUS_MULTIPLESTORAGE:
-        return 15541;
+        return MsgMultipleStorage;
     default:
         return 0;
     }

@@ -1,4 +1,5 @@
 #include "haldendb/BaseOLEDBClass.h"
+#include "haldendb/MessageNumbers.h"
 
 #include "haldendb/MessageTable.h"
 #include "haldendb/ProviderClassIds.h"
@@ -14,9 +15,7 @@
 namespace {
 
 // The message numbers this file uses itself.
-constexpr unsigned int MsgHResultReturned = 15500;
-constexpr unsigned int MsgCantReleaseAllocator = 15503;
-constexpr unsigned int MsgNoAdditionalErrorInformation = 15543;
+using namespace hdbmsg;
 
 // Error records are always asked for in English: the reports mix record texts
 // with the library's own, and providers' English texts are the ones that can

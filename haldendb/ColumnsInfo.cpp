@@ -1,4 +1,5 @@
 #include "haldendb/ColumnsInfo.h"
+#include "haldendb/MessageNumbers.h"
 
 #include "haldendb/RowSet.h"
 
@@ -7,8 +8,7 @@
 
 namespace {
 
-constexpr unsigned int MsgCantQueryColumnsInfo = 15505;
-constexpr unsigned int MsgCantGetColumnsInfo = 15506;
+using namespace hdbmsg;
 
 } // namespace
 

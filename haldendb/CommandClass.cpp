@@ -1,4 +1,5 @@
 #include "haldendb/CommandClass.h"
+#include "haldendb/MessageNumbers.h"
 
 #include "haldendb/TransactionClass.h"
 
@@ -18,14 +19,7 @@
 
 namespace {
 
-constexpr unsigned int MsgCantFindPrepare = 15509;
-constexpr unsigned int MsgCantExecute = 15510;
-constexpr unsigned int MsgCantCreateCommand = 15511;
-constexpr unsigned int MsgCantSetCommandText = 15512;
-constexpr unsigned int MsgCantQueryProperties = 15513;
-constexpr unsigned int MsgCantOpenRowset = 15519;
-constexpr unsigned int MsgError = 15531;
-constexpr unsigned int MsgSuccess = 15542;
+using namespace hdbmsg;
 
 constexpr wchar_t NotConnectedText[] = L"Data source is not connected. Will (re-)connect now.";
 constexpr wchar_t ReconnectedText[] = L"Data source is reconnected. Can proceed further";

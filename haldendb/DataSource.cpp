@@ -1,4 +1,5 @@
 #include "haldendb/DataSource.h"
+#include "haldendb/MessageNumbers.h"
 
 #include "haldendb/MessageTable.h"
 #include "haldendb/ProviderClassIds.h"
@@ -12,16 +13,7 @@
 namespace {
 
 // The message numbers this file reports with.
-constexpr unsigned int MsgCantQuerySession = 15507;
-constexpr unsigned int MsgCantCreateSession = 15508;
-constexpr unsigned int MsgCantAllocateMemory = 15514;
-constexpr unsigned int MsgCantCreateInstance = 15515;
-constexpr unsigned int MsgCantReleaseInstance = 15516;
-constexpr unsigned int MsgCantConnect = 15517;
-constexpr unsigned int MsgCantDisconnect = 15518;
-constexpr unsigned int MsgError = 15531;
-constexpr unsigned int MsgCantCreateProperties = 15534;
-constexpr unsigned int MsgCantReadProperties = 15535;
+using namespace hdbmsg;
 
 // Connect and Release poll the shared state at this pace.
 constexpr DWORD PollMilliseconds = 100;

@@ -1,4 +1,5 @@
 #include "haldendb/RowSet.h"
+#include "haldendb/MessageNumbers.h"
 
 #include "hdbplatform/AtlException.h"
 
@@ -388,14 +389,7 @@ bool CRowSet::TransFormToDateTime(DBTIMESTAMP* timestamp, double value) {
 
 namespace {
 
-constexpr unsigned int MsgCantReleaseRowset = 15525;
-constexpr unsigned int MsgCantReleaseRows = 15526;
-constexpr unsigned int MsgCantGetNextRows = 15527;
-constexpr unsigned int MsgCantGetData = 15528;
-constexpr unsigned int MsgCantGetBlobInterface = 15530;
-constexpr unsigned int MsgError = 15531;
-constexpr unsigned int MsgDataTooBig = 15533;
-constexpr unsigned int MsgTypeMismatch = 15545;
+using namespace hdbmsg;
 
 // The result code of a getter asked for a type it cannot give.
 constexpr HRESULT TypeMismatchResult = static_cast<HRESULT>(0xFFFFFFFF);

@@ -1,4 +1,5 @@
 #include "haldendb/SchemaClass.h"
+#include "haldendb/MessageNumbers.h"
 
 #include "haldendb/RowSet.h"
 
@@ -6,9 +7,7 @@
 
 namespace {
 
-constexpr unsigned int MsgCantQuerySession = 15507;
-constexpr unsigned int MsgCantCreateSession = 15508;
-constexpr unsigned int MsgError = 15531;
+using namespace hdbmsg;
 
 constexpr wchar_t FetchErrorText[] = L"Error fetch next entry from database";
 

@@ -1,11 +1,9 @@
 #include "haldendb/TransactionClass.h"
+#include "haldendb/MessageNumbers.h"
 
 namespace {
 
-constexpr unsigned int MsgCantQuerySession = 15507;
-constexpr unsigned int MsgCantCreateSession = 15508;
-constexpr unsigned int MsgError = 15531;
-constexpr unsigned int MsgSuccess = 15542;
+using namespace hdbmsg;
 
 constexpr wchar_t NotConnectedText[] = L"Data source is not connected. Will (re-)connect now.";
 constexpr wchar_t ReconnectedText[] = L"Data source is reconnected. Can proceed further";
