@@ -177,9 +177,9 @@ Connection:
   -W, --password-prompt     ask for the password (not echoed); otherwise it is
                             taken from the environment variable HDB_PASSWORD.
                             A password is never printed.
-  The odbc and sqlserver providers need the ODBC backend, which is not built
-  on this system yet: hdb then fails with the library's report ("Can't create
-  instance") and a non-zero exit status.
+  The sqlserver provider reaches the server through the ODBC driver for SQL
+  Server that the settings name (SqlServerOdbcDriver, default FreeTDS); the
+  data source is host, host,port or host\instance.
 
 Input and output:
   -c, --command SQL         run SQL (may be given more than once)

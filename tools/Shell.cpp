@@ -72,7 +72,11 @@ bool CShell::Connect(const std::string& password) {
     if (m_options.provider == COptions::Provider::Odbc)
         provider = CBaseOLEDBClass::eProviderODBC;
     else if (m_options.provider == COptions::Provider::SqlServer)
-        provider = CBaseOLEDBClass::eProviderOLEDBDriver;
+        // The OLE DB driver serves only its own database type; the other SQL
+        // Server types find their Native Client through the provider table.
+        provider = DatabaseType() == CBaseOLEDBClass::eSQLServerOLEDBDriver
+                       ? CBaseOLEDBClass::eProviderOLEDBDriver
+                       : CBaseOLEDBClass::eProviderNativeClient;
     return m_source->Connect(provider, Wide(m_options.dataSource), Wide(m_options.user),
                              Wide(password), Wide(m_options.database));
 }

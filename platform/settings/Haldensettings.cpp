@@ -17,6 +17,9 @@ namespace fs = std::filesystem;
 
 constexpr int kDefaultDatabaseType = 1; // the generic dialect
 constexpr int kDefaultProvider = 5;     // the embedded SQLite provider
+// The ODBC driver that reaches SQL Server, as the ODBC configuration names
+// it: the free TDS driver of the Linux distributions.
+constexpr const char* kDefaultSqlServerOdbcDriver = "FreeTDS";
 
 constexpr std::string_view kBlanks = " \t\r\n\f\v";
 
@@ -89,8 +92,15 @@ struct FileValues {
     std::optional<int> databaseType;
     std::optional<int> provider;
     std::optional<int> timeout;
+    std::optional<std::string> sqlServerOdbcDriver;
 
-    void Take(std::string_view key, std::optional<int> value) {
+    void Take(std::string_view key, std::string_view text) {
+        if (EqualsNoCase(key, "SqlServerOdbcDriver")) {
+            if (!text.empty())
+                sqlServerOdbcDriver = std::string(text);
+            return;
+        }
+        const std::optional<int> value = ParseInt(text);
         if (!value)
             return;
         if (EqualsNoCase(key, "DatabaseType"))
@@ -129,7 +139,7 @@ FileValues ReadSettingsFile(const fs::path& path) {
             continue;
         std::string_view value = line.substr(equals + 1);
         value = value.substr(0, value.find_first_of("#;"));
-        values.Take(Trimmed(line.substr(0, equals)), ParseInt(value));
+        values.Take(Trimmed(line.substr(0, equals)), Trimmed(value));
     }
     return values;
 }
@@ -149,7 +159,9 @@ void CreateTemplate(const fs::path& path) {
             "# 5 embedded SQLite\n"
             "# DatabaseConnectionType = 5\n"
             "# Connection time-out in seconds\n"
-            "# DatabaseConnectionTimeout = 30\n";
+            "# DatabaseConnectionTimeout = 30\n"
+            "# ODBC driver for SQL Server (a name in the ODBC configuration)\n"
+            "# SqlServerOdbcDriver = FreeTDS\n";
 }
 
 // The environment's value when it is a valid integer, else the file's.
@@ -172,6 +184,9 @@ CHaldensettings::CHaldensettings(bool readOnly, bool create) {
         Resolve("HALDENDB_DATABASE_TYPE", file.databaseType).value_or(kDefaultDatabaseType);
     m_values.provider = Resolve("HALDENDB_PROVIDER", file.provider).value_or(kDefaultProvider);
     m_values.timeout = Resolve("HALDENDB_CONNECTION_TIMEOUT", file.timeout);
+    const char* driver = Environment("HALDENDB_SQLSERVER_ODBC_DRIVER");
+    m_values.sqlServerOdbcDriver = hdbtext::WideFromAnsi(
+        driver ? driver : file.sqlServerOdbcDriver.value_or(kDefaultSqlServerOdbcDriver));
 }
 
 bool CHaldensettings::Answer(const std::optional<int>& setting, int& value) {
@@ -191,4 +206,8 @@ bool CHaldensettings::GetDatabaseConnectionType(int& value) const {
 
 bool CHaldensettings::GetDatabaseConnectionTimeout(int& value) const {
     return Answer(m_values.timeout, value);
+}
+
+const std::wstring& CHaldensettings::GetSqlServerOdbcDriver() const noexcept {
+    return m_values.sqlServerOdbcDriver;
 }

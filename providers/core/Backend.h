@@ -240,6 +240,24 @@ struct ParameterInfo {
     DBPARAMFLAGS flags = DBPARAMFLAGS_ISINPUT | DBPARAMFLAGS_ISNULLABLE;
 };
 
+// An initialisation property of the backend's own, in a provider-specific
+// set (a server product's connection options), which the data source
+// accepts beside the standard ones. vt is VT_BSTR, VT_BOOL or VT_I4.
+struct InitProperty {
+    const GUID* set;
+    DBPROPID id;
+    VARTYPE vt;
+    const wchar_t* description;
+};
+
+// The value a consumer gave one of those properties: text as it was, VT_BOOL
+// as "1" or "0", VT_I4 in decimal.
+struct InitOption {
+    GUID set;
+    DBPROPID id;
+    std::wstring value;
+};
+
 // What a connection opens. timeoutSeconds 0 means the backend's default.
 struct ConnectOptions {
     std::wstring dataSource;
@@ -249,7 +267,12 @@ struct ConnectOptions {
     // Options in the backend's own syntax (a connection string's pairs),
     // given by the consumer as the provider string; empty when none.
     std::wstring providerString;
+    // DBPROP_AUTH_INTEGRATED ("SSPI"): log in as the operating system's
+    // user instead of with user and password; empty when not asked for.
+    std::wstring integratedSecurity;
     LONG timeoutSeconds = 0;
+    // The backend's own initialisation properties that were set.
+    std::vector<InitOption> backendOptions;
 };
 
 enum class Isolation { readUncommitted, readCommitted, repeatableRead, serializable };
@@ -404,6 +427,8 @@ public:
     virtual const wchar_t* ProviderName() const = 0;        // error record source
     virtual const wchar_t* ProviderDescription() const = 0; // friendly name
     virtual CLSID ProviderClassId() const = 0;
+    // Initialisation properties of the backend's own; none by default.
+    virtual std::vector<InitProperty> InitProperties() const { return {}; }
 };
 
 } // namespace hdb::backend

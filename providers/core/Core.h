@@ -106,6 +106,7 @@ private:
     std::shared_ptr<backend::Backend> m_backend;
     ErrorSource m_source;
     std::mutex m_mutex;
+    std::vector<PropertyDef> m_defs; // the table m_props holds values of
     PropertyStore m_props;
     std::unique_ptr<backend::Connection> m_connection; // set while initialised
     size_t m_sessions = 0;

@@ -61,10 +61,36 @@ const PropertyDef DataSourceDefs[] = {
      nullptr},
 };
 
+// The standard properties followed by the backend's own initialisation
+// properties.
+std::vector<PropertyDef> DefinitionsFor(const backend::Backend& backend) {
+    std::vector<PropertyDef> defs(std::begin(DataSourceDefs), std::end(DataSourceDefs));
+    for (const backend::InitProperty& own : backend.InitProperties())
+        defs.push_back({own.set, own.id, own.vt, InitRW, own.description, 0, nullptr});
+    return defs;
+}
+
+// The values of the backend's own properties that the consumer set.
+std::vector<backend::InitOption> OptionsOf(const backend::Backend& backend,
+                                           const PropertyStore& props) {
+    std::vector<backend::InitOption> options;
+    for (const backend::InitProperty& own : backend.InitProperties()) {
+        const VARIANT& value = props.Value(*own.set, own.id);
+        if (value.vt == VT_EMPTY)
+            continue;
+        std::wstring text = props.Text(*own.set, own.id);
+        if (value.vt == VT_BOOL || value.vt == VT_I4)
+            text = std::to_wstring(props.Number(*own.set, own.id));
+        options.push_back({*own.set, own.id, std::move(text)});
+    }
+    return options;
+}
+
 } // namespace
 
 DataSource::DataSource(std::shared_ptr<backend::Backend> backend)
-    : m_backend(std::move(backend)), m_props(DataSourceDefs, std::size(DataSourceDefs)) {
+    : m_backend(std::move(backend)), m_defs(DefinitionsFor(*m_backend)),
+      m_props(m_defs.data(), m_defs.size()) {
     m_source.name = m_backend->ProviderName();
     m_source.classId = m_backend->ProviderClassId();
     m_props.PutText(DBPROPSET_DATASOURCEINFO, DBPROP_PROVIDERFRIENDLYNAME,
@@ -116,6 +142,8 @@ HRESULT DataSource::Initialize() {
     options.catalog = m_props.Text(DBPROPSET_DBINIT, DBPROP_INIT_CATALOG);
     options.providerString = m_props.Text(DBPROPSET_DBINIT, DBPROP_INIT_PROVIDERSTRING);
     options.timeoutSeconds = m_props.Number(DBPROPSET_DBINIT, DBPROP_INIT_TIMEOUT);
+    options.integratedSecurity = m_props.Text(DBPROPSET_DBINIT, DBPROP_AUTH_INTEGRATED);
+    options.backendOptions = OptionsOf(*m_backend, m_props);
     auto connection = m_backend->NewConnection();
     backend::Diagnostics diag;
     if (!connection->Open(options, diag))
@@ -157,12 +185,9 @@ HRESULT DataSource::GetPropertyInfo(ULONG cSets, const DBPROPIDSET sets[], ULONG
     // The data source describes every property of the provider, also those
     // its sessions, commands and rowsets hold, so that a consumer can learn
     // what is settable before it makes them.
-    static const std::vector<PropertyDef> all = [] {
-        std::vector<PropertyDef> defs(std::begin(DataSourceDefs), std::end(DataSourceDefs));
-        defs.insert(defs.end(), SessionPropertyDefs, SessionPropertyDefs + SessionPropertyCount);
-        defs.insert(defs.end(), RowsetPropertyDefs, RowsetPropertyDefs + RowsetPropertyCount);
-        return defs;
-    }();
+    std::vector<PropertyDef> all = m_defs;
+    all.insert(all.end(), SessionPropertyDefs, SessionPropertyDefs + SessionPropertyCount);
+    all.insert(all.end(), RowsetPropertyDefs, RowsetPropertyDefs + RowsetPropertyCount);
     const PropertyStore described(all.data(), all.size());
     return described.Info(cSets, sets, pc, out, desc,
                           Visible() | DBPROPFLAGS_SESSION | DBPROPFLAGS_ROWSET);

@@ -2,6 +2,7 @@
 // string, transactions through autocommit, the server's catalogs.
 #include "OdbcBackend.h"
 #include "OdbcConnectionString.h"
+#include "SqlServerConnectionString.h"
 
 namespace hdb::bridge {
 
@@ -30,7 +31,9 @@ bool Contains(const std::wstring& text, const wchar_t* piece) {
 bool BridgeConnection::Open(const backend::ConnectOptions& options, backend::Diagnostics& diag) {
     m_options = options;
     odbc::OdbcConnectOptions connect;
-    connect.dataSource = options.dataSource;
+    connect.dataSource = m_sqlServerDriver.empty()
+                             ? options.dataSource
+                             : SqlServerConnectionString::Build(options, m_sqlServerDriver);
     // The provider string holds further attributes of the connection string.
     if (!options.providerString.empty()) {
         if (connect.dataSource.find(L'=') == std::wstring::npos && !connect.dataSource.empty())
@@ -65,7 +68,7 @@ void BridgeConnection::Close() {
 }
 
 std::unique_ptr<backend::Connection> BridgeConnection::OpenAnother(backend::Diagnostics& diag) {
-    auto other = std::make_unique<BridgeConnection>();
+    auto other = std::make_unique<BridgeConnection>(m_sqlServerDriver);
     if (!other->Open(m_options, diag))
         return nullptr;
     return other;

@@ -114,6 +114,10 @@ private:
 
 class BridgeConnection final : public backend::Connection {
 public:
+    // sqlServerDriver empty: the data source is a DSN or a connection
+    // string; otherwise it is a SQL Server reached through that driver.
+    explicit BridgeConnection(std::wstring sqlServerDriver = {})
+        : m_sqlServerDriver(std::move(sqlServerDriver)) {}
     bool Open(const backend::ConnectOptions& options, backend::Diagnostics& diag) override;
     void Close() override;
     std::unique_ptr<backend::Connection> OpenAnother(backend::Diagnostics& diag) override;
@@ -133,6 +137,7 @@ private:
     bool EndTransaction(bool commit, backend::Diagnostics& diag);
 
     odbc::OdbcConnection m_connection;
+    std::wstring m_sqlServerDriver;
     backend::ConnectOptions m_options;
     std::wstring m_catalog;
     wchar_t m_quote = L'"';

@@ -348,6 +348,29 @@ TEST(DataSourcePlatformTest, AnUnregisteredProviderFailsWithCantCreateInstance) 
     EXPECT_TRUE(source.IsConnected());
 }
 
+TEST(DataSourcePlatformTest, SqlServerTypesReachTheDriverWhoseRefusalIsReported) {
+    // No SQL Server runs here: a port where nothing listens gets as far as the
+    // driver, whose message and SQL state reach the callback.
+    SettingsIsolation settings;
+    for (auto type :
+         {CBaseOLEDBClass::eSQLServerNativeClient11, CBaseOLEDBClass::eSQLServerOLEDBDriver}) {
+        ReportCollector errors;
+        CDataSource source(type);
+        source.SetCallBackForErrorMessages(&ReportCollector::Collect, &errors);
+        const auto provider = type == CBaseOLEDBClass::eSQLServerOLEDBDriver
+                                  ? CBaseOLEDBClass::eProviderOLEDBDriver
+                                  : CBaseOLEDBClass::eProviderNativeClient;
+        EXPECT_FALSE(source.Connect(provider, L"127.0.0.1,1", L"sa", L"Pw-Secret-9", L"master"));
+        ASSERT_EQ(errors.reports.size(), 1u) << type;
+        const std::wstring& message = errors.reports[0].message;
+        EXPECT_EQ(errors.reports[0].caption, L"OLE DB Error: Can't connect to database");
+        EXPECT_NE(message.find(L"[FreeTDS]"), std::wstring::npos) << type;
+        EXPECT_NE(message.find(L"SQL State: 08001"), std::wstring::npos) << type;
+        EXPECT_EQ(message.find(L"Pw-Secret-9"), std::wstring::npos);
+        EXPECT_NE(message.find(L"Password: ***********"), std::wstring::npos);
+    }
+}
+
 // ------------------------------------------------------------------ threads
 
 // The cases that share the data source between threads, under a name of

@@ -15,9 +15,13 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::array kVariables = {"HALDENDB_SETTINGS", "HALDENDB_DATABASE_TYPE",
-                                   "HALDENDB_PROVIDER", "HALDENDB_CONNECTION_TIMEOUT",
-                                   "XDG_CONFIG_HOME",   "HOME"};
+constexpr std::array kVariables = {"HALDENDB_SETTINGS",
+                                   "HALDENDB_DATABASE_TYPE",
+                                   "HALDENDB_PROVIDER",
+                                   "HALDENDB_CONNECTION_TIMEOUT",
+                                   "HALDENDB_SQLSERVER_ODBC_DRIVER",
+                                   "XDG_CONFIG_HOME",
+                                   "HOME"};
 
 // Each test starts with none of the variables set and a fresh folder, and
 // leaves the environment as it found it.
@@ -80,6 +84,7 @@ TEST_F(Settings, NothingConfiguredGivesTheEmbeddedDefault) {
     EXPECT_EQ(Type(settings), 1);
     EXPECT_EQ(Provider(settings), 5);
     EXPECT_EQ(Timeout(settings), std::nullopt);
+    EXPECT_EQ(settings.GetSqlServerOdbcDriver(), L"FreeTDS");
     EXPECT_EQ(settings.GetSettingsFilePath(), (m_dir / "missing.ini").wstring());
     EXPECT_FALSE(fs::exists(m_dir / "missing.ini")) << "a read-only instance created the file";
 }
@@ -91,6 +96,7 @@ TEST_F(Settings, FileOverridesDefaultsAndEnvironmentOverridesFile) {
                                     "  databasetype = 7  \n"
                                     "DatabaseConnectionType=0 ; ODBC\n"
                                     "DatabaseConnectionTimeout = 30\n"
+                                    "SqlServerOdbcDriver = ODBC Driver 18 # the vendor's\n"
                                     "[other program]\n"
                                     "DatabaseType = 2\n"));
     {
@@ -98,13 +104,16 @@ TEST_F(Settings, FileOverridesDefaultsAndEnvironmentOverridesFile) {
         EXPECT_EQ(Type(settings), 7);
         EXPECT_EQ(Provider(settings), 0);
         EXPECT_EQ(Timeout(settings), 30);
+        EXPECT_EQ(settings.GetSqlServerOdbcDriver(), L"ODBC Driver 18");
     }
+    setenv("HALDENDB_SQLSERVER_ODBC_DRIVER", "FreeTDS", 1);
     setenv("HALDENDB_DATABASE_TYPE", "2", 1);
     setenv("HALDENDB_CONNECTION_TIMEOUT", " -1 ", 1);
     const CHaldensettings settings;
     EXPECT_EQ(Type(settings), 2);
     EXPECT_EQ(Provider(settings), 0);
     EXPECT_EQ(Timeout(settings), -1);
+    EXPECT_EQ(settings.GetSqlServerOdbcDriver(), L"FreeTDS");
 }
 
 TEST_F(Settings, MalformedValuesFallBackToTheNextSource) {

@@ -8,6 +8,8 @@
 //   database type (default 1)   DatabaseType                HALDENDB_DATABASE_TYPE
 //   provider (default 5)        DatabaseConnectionType      HALDENDB_PROVIDER
 //   time-out in seconds (none)  DatabaseConnectionTimeout   HALDENDB_CONNECTION_TIMEOUT
+//   SQL Server's ODBC driver    SqlServerOdbcDriver         HALDENDB_SQLSERVER_ODBC_DRIVER
+//     (default FreeTDS)
 //
 // The defaults select the generic SQL dialect over the embedded SQLite
 // provider, so that nothing needs configuring to open a local database.
@@ -20,7 +22,8 @@
 // Keys count before any section header and under [haldendb]; other sections
 // belong to other programs and are skipped. A value that is not a decimal
 // integer (optional sign, surrounding blanks allowed) is ignored, so the next
-// lower source answers; the last valid line of a key wins.
+// lower source answers; the last valid line of a key wins. The driver's name
+// is text: an empty value is ignored.
 #pragma once
 
 #include <optional>
@@ -38,6 +41,9 @@ public:
     bool GetDatabaseType(int& value) const;
     bool GetDatabaseConnectionType(int& value) const;
     bool GetDatabaseConnectionTimeout(int& value) const;
+    // The ODBC driver (its name in the ODBC configuration) through which the
+    // SQL Server providers reach a server; never empty.
+    const std::wstring& GetSqlServerOdbcDriver() const noexcept;
 
     // The settings file consulted (it need not exist); empty when no path
     // could be derived from the environment.
@@ -48,6 +54,7 @@ private:
         std::optional<int> databaseType;
         std::optional<int> provider;
         std::optional<int> timeout;
+        std::wstring sqlServerOdbcDriver;
     };
 
     static bool Answer(const std::optional<int>& setting, int& value);
