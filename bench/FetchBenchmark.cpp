@@ -18,6 +18,7 @@
 //
 //   bench_fetch --benchmark_repetitions=9 --benchmark_enable_random_interleaving=true
 #include "BenchSupport.h"
+#include "ProviderSupport.h"
 
 #include <cstddef>
 #include <cstdio>
@@ -29,6 +30,7 @@
 
 namespace {
 
+using benchsupport::Binding;
 using benchsupport::Digits;
 
 constexpr size_t NameChars = 20;
@@ -45,6 +47,10 @@ std::string g_file;
 void Check(HRESULT hr, const char* what) {
     if (FAILED(hr))
         Fail(what, hr);
+}
+
+std::wstring Wide(const std::string& path) {
+    return std::wstring(path.begin(), path.end());
 }
 
 // One fetched row in the consumer's native forms.
@@ -117,79 +123,16 @@ Sum ReadRaw(sqlite3* db) {
 
 // ------------------------------------------------------------ provider
 
-struct Provider {
-    IDBInitialize* dso = nullptr;
-    IDBCreateCommand* session = nullptr;
-
-    Provider() {
-        Check(CoCreateInstance(CLSID_HDB_EMBEDDED, nullptr, CLSCTX_INPROC_SERVER, IID_IDBInitialize,
-                               reinterpret_cast<void**>(&dso)),
-              "creating the data source");
-        IDBProperties* properties = nullptr;
-        Check(dso->QueryInterface(IID_IDBProperties, reinterpret_cast<void**>(&properties)),
-              "IDBProperties");
-        const std::wstring path(g_file.begin(), g_file.end());
-        DBPROP prop{};
-        prop.dwPropertyID = DBPROP_INIT_DATASOURCE;
-        prop.dwOptions = DBPROPOPTIONS_REQUIRED;
-        prop.colid = DB_NULLID;
-        prop.vValue.vt = VT_BSTR;
-        prop.vValue.bstrVal = SysAllocString(path.c_str());
-        DBPROPSET set{&prop, 1, DBPROPSET_DBINIT};
-        Check(properties->SetProperties(1, &set), "setting the data source");
-        VariantClear(&prop.vValue);
-        properties->Release();
-        Check(dso->Initialize(), "connecting");
-        IDBCreateSession* factory = nullptr;
-        Check(dso->QueryInterface(IID_IDBCreateSession, reinterpret_cast<void**>(&factory)),
-              "IDBCreateSession");
-        Check(factory->CreateSession(nullptr, IID_IDBCreateCommand,
-                                     reinterpret_cast<IUnknown**>(&session)),
-              "creating a session");
-        factory->Release();
-    }
-    ~Provider() {
-        session->Release();
-        dso->Uninitialize();
-        dso->Release();
-    }
-    Provider(const Provider&) = delete;
-    Provider& operator=(const Provider&) = delete;
-};
-
-DBBINDING Binding(DBORDINAL ordinal, DBTYPE type, size_t value, DBLENGTH maxLen,
-                  size_t length = 0) {
-    DBBINDING b{};
-    b.iOrdinal = ordinal;
-    b.obValue = value;
-    b.obLength = length;
-    b.obStatus = offsetof(Row, status) + (ordinal - 1) * sizeof(DBSTATUS);
-    b.dwPart = DBPART_VALUE | DBPART_STATUS | (length != 0 ? DBPART_LENGTH : 0);
-    b.dwMemOwner = DBMEMOWNER_CLIENTOWNED;
-    b.eParamIO = DBPARAMIO_NOTPARAM;
-    b.cbMaxLen = maxLen;
-    b.wType = type;
-    return b;
-}
-
-Sum ReadProvider(Provider& provider) {
-    ICommandText* command = nullptr;
-    Check(provider.session->CreateCommand(nullptr, IID_ICommandText,
-                                          reinterpret_cast<IUnknown**>(&command)),
-          "creating a command");
-    Check(command->SetCommandText(DBGUID_DEFAULT, L"SELECT id, amount, name, stamp FROM bench"),
-          "setting the text");
-    IRowset* rowset = nullptr;
-    Check(command->Execute(nullptr, IID_IRowset, nullptr, nullptr,
-                           reinterpret_cast<IUnknown**>(&rowset)),
-          "executing");
-    command->Release();
+Sum ReadProvider(benchsupport::ProviderSession& provider) {
+    IRowset* rowset = provider.Execute(L"SELECT id, amount, name, stamp FROM bench");
 
     const DBBINDING bindings[] = {
-        Binding(1, DBTYPE_I8, offsetof(Row, id), sizeof(LONGLONG)),
-        Binding(2, DBTYPE_R8, offsetof(Row, amount), sizeof(double)),
-        Binding(3, DBTYPE_WSTR, offsetof(Row, name), sizeof(Row::name), offsetof(Row, nameLength)),
-        Binding(4, DBTYPE_DBTIMESTAMP, offsetof(Row, stamp), sizeof(DBTIMESTAMP)),
+        Binding(1, DBTYPE_I8, offsetof(Row, id), sizeof(LONGLONG), offsetof(Row, status)),
+        Binding(2, DBTYPE_R8, offsetof(Row, amount), sizeof(double), offsetof(Row, status)),
+        Binding(3, DBTYPE_WSTR, offsetof(Row, name), sizeof(Row::name), offsetof(Row, status),
+                offsetof(Row, nameLength)),
+        Binding(4, DBTYPE_DBTIMESTAMP, offsetof(Row, stamp), sizeof(DBTIMESTAMP),
+                offsetof(Row, status)),
     };
     IAccessor* accessors = nullptr;
     Check(rowset->QueryInterface(IID_IAccessor, reinterpret_cast<void**>(&accessors)), "IAccessor");
@@ -234,7 +177,7 @@ void RawStep(benchmark::State& state) {
 }
 
 void ProviderFetch(benchmark::State& state) {
-    Provider provider;
+    benchsupport::ProviderSession provider(CLSID_HDB_EMBEDDED, Wide(g_file));
     for (auto _ : state)
         benchmark::DoNotOptimize(ReadProvider(provider));
     state.SetItemsProcessed(static_cast<int64_t>(state.iterations() * g_rows));
@@ -262,7 +205,7 @@ int main(int argc, char** argv) {
         sqlite3_open_v2(g_file.c_str(), &db, SQLITE_OPEN_READONLY, nullptr);
         const Sum raw = ReadRaw(db);
         sqlite3_close(db);
-        Provider provider;
+        benchsupport::ProviderSession provider(CLSID_HDB_EMBEDDED, Wide(g_file));
         const Sum fetched = ReadProvider(provider);
         if (!(raw == fetched) || raw.rows != g_rows) {
             std::fprintf(stderr,

@@ -1,0 +1,93 @@
+// What the benchmarks that talk to a provider directly share: a session of a
+// provider on a data source, and a binding of one column of a row structure.
+#pragma once
+
+#include <cstddef>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+#include "hdbplatform/OleDbApi.h"
+
+namespace benchsupport {
+
+inline void CheckResult(HRESULT hr, const char* what) {
+    if (FAILED(hr)) {
+        std::fprintf(stderr, "benchmark: %s failed (0x%08x)\n", what, static_cast<unsigned>(hr));
+        std::exit(1);
+    }
+}
+
+// A data source of the provider initialised on dataSource, and one session.
+struct ProviderSession {
+    IDBInitialize* dso = nullptr;
+    IDBCreateCommand* session = nullptr;
+
+    ProviderSession(const CLSID& provider, const std::wstring& dataSource) {
+        CheckResult(CoCreateInstance(provider, nullptr, CLSCTX_INPROC_SERVER, IID_IDBInitialize,
+                                     reinterpret_cast<void**>(&dso)),
+                    "creating the data source");
+        IDBProperties* properties = nullptr;
+        CheckResult(dso->QueryInterface(IID_IDBProperties, reinterpret_cast<void**>(&properties)),
+                    "IDBProperties");
+        DBPROP prop{};
+        prop.dwPropertyID = DBPROP_INIT_DATASOURCE;
+        prop.dwOptions = DBPROPOPTIONS_REQUIRED;
+        prop.colid = DB_NULLID;
+        prop.vValue.vt = VT_BSTR;
+        prop.vValue.bstrVal = SysAllocString(dataSource.c_str());
+        DBPROPSET set{&prop, 1, DBPROPSET_DBINIT};
+        CheckResult(properties->SetProperties(1, &set), "setting the data source");
+        VariantClear(&prop.vValue);
+        properties->Release();
+        CheckResult(dso->Initialize(), "connecting");
+        IDBCreateSession* factory = nullptr;
+        CheckResult(dso->QueryInterface(IID_IDBCreateSession, reinterpret_cast<void**>(&factory)),
+                    "IDBCreateSession");
+        CheckResult(factory->CreateSession(nullptr, IID_IDBCreateCommand,
+                                           reinterpret_cast<IUnknown**>(&session)),
+                    "creating a session");
+        factory->Release();
+    }
+    ~ProviderSession() {
+        session->Release();
+        dso->Uninitialize();
+        dso->Release();
+    }
+    ProviderSession(const ProviderSession&) = delete;
+    ProviderSession& operator=(const ProviderSession&) = delete;
+
+    // The rowset of sql.
+    IRowset* Execute(const std::wstring& sql) {
+        ICommandText* command = nullptr;
+        CheckResult(session->CreateCommand(nullptr, IID_ICommandText,
+                                           reinterpret_cast<IUnknown**>(&command)),
+                    "creating a command");
+        CheckResult(command->SetCommandText(DBGUID_DEFAULT, sql.c_str()), "setting the text");
+        IRowset* rowset = nullptr;
+        CheckResult(command->Execute(nullptr, IID_IRowset, nullptr, nullptr,
+                                     reinterpret_cast<IUnknown**>(&rowset)),
+                    "executing");
+        command->Release();
+        return rowset;
+    }
+};
+
+// A binding of the column at ordinal to value (and length, when not 0) of a
+// row structure whose statuses lie at statuses, one per column.
+inline DBBINDING Binding(DBORDINAL ordinal, DBTYPE type, size_t value, DBLENGTH maxLen,
+                         size_t statuses, size_t length = 0) {
+    DBBINDING b{};
+    b.iOrdinal = ordinal;
+    b.obValue = value;
+    b.obLength = length;
+    b.obStatus = statuses + (ordinal - 1) * sizeof(DBSTATUS);
+    b.dwPart = DBPART_VALUE | DBPART_STATUS | (length != 0 ? DBPART_LENGTH : 0);
+    b.dwMemOwner = DBMEMOWNER_CLIENTOWNED;
+    b.eParamIO = DBPARAMIO_NOTPARAM;
+    b.cbMaxLen = maxLen;
+    b.wType = type;
+    return b;
+}
+
+} // namespace benchsupport
