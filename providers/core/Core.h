@@ -95,6 +95,10 @@ public:
     // Opens a connection for a new session.
     std::unique_ptr<backend::Connection> OpenSessionConnection(backend::Diagnostics& diag);
     void SessionEnded();
+    // A session lost its connection to the server: the data source's status
+    // says so from now on (DBPROPVAL_CS_COMMUNICATIONFAILURE), so that the
+    // consumer knows to connect again.
+    void ConnectionLost();
 
 protected:
     ~DataSource() override;

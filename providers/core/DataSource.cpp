@@ -236,6 +236,13 @@ std::unique_ptr<backend::Connection> DataSource::OpenSessionConnection(backend::
     return connection;
 }
 
+void DataSource::ConnectionLost() {
+    std::lock_guard lock(m_mutex);
+    if (m_connection)
+        m_props.PutNumber(DBPROPSET_DATASOURCEINFO, DBPROP_CONNECTIONSTATUS,
+                          DBPROPVAL_CS_COMMUNICATIONFAILURE);
+}
+
 void DataSource::SessionEnded() {
     std::lock_guard lock(m_mutex);
     --m_sessions;

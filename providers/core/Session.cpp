@@ -287,6 +287,11 @@ bool Session::TransactionEndedByDatabase() {
 }
 
 HRESULT Session::Fail(HRESULT hr, REFIID iid, const backend::Diagnostics& diag) {
+    for (const backend::Diagnostic& d : diag)
+        if (d.failure == backend::Failure::connectionLost) {
+            m_dataSource->ConnectionLost();
+            break;
+        }
     bool ended;
     {
         std::lock_guard lock(m_transactionMutex);
