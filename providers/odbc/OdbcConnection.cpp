@@ -270,7 +270,7 @@ std::unique_ptr<OdbcStatement> OdbcConnection::NewStatement(OdbcDiagnostics& dia
     const SQLRETURN rc = SQLAllocHandle(SQL_HANDLE_STMT, m_handle, &handle);
     if (!api::Check(rc, SQL_HANDLE_DBC, m_handle, diag))
         return nullptr;
-    return std::make_unique<OdbcStatement>(handle, m_capabilities);
+    return std::make_unique<OdbcStatement>(handle, m_handle, m_capabilities);
 }
 
 } // namespace hdb::odbc

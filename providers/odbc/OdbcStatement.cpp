@@ -124,8 +124,30 @@ private:
     std::thread m_thread;
 };
 
-OdbcStatement::OdbcStatement(void* handle, const OdbcCapabilities& capabilities)
-    : m_handle(handle), m_capabilities(capabilities) {}
+OdbcStatement::OdbcStatement(void* handle, void* connection, const OdbcCapabilities& capabilities)
+    : m_handle(handle), m_connection(connection), m_capabilities(capabilities) {}
+
+bool OdbcStatement::Check(SQLRETURN rc, OdbcDiagnostics& diag) const {
+    const std::size_t first = diag.size();
+    if (api::Check(rc, SQL_HANDLE_STMT, m_handle, diag))
+        return true;
+    MarkLostConnection(diag, first);
+    return false;
+}
+
+void OdbcStatement::MarkLostConnection(OdbcDiagnostics& diag, std::size_t first) const {
+    // Some calls report a broken connection with a general state (psqlODBC
+    // answers HY000 "FATAL: terminating connection" when it prepares on a
+    // killed session); the driver's own view of the connection decides.
+    SQLUINTEGER dead = SQL_CD_FALSE;
+    if (!SQL_SUCCEEDED(
+            SQLGetConnectAttrW(m_connection, SQL_ATTR_CONNECTION_DEAD, &dead, 0, nullptr)) ||
+        dead != SQL_CD_TRUE)
+        return;
+    for (std::size_t i = first; i < diag.size(); ++i)
+        if (diag[i].failure == OdbcFailure::general)
+            diag[i].failure = OdbcFailure::connectionLost;
+}
 
 OdbcStatement::~OdbcStatement() {
     SQLFreeHandle(SQL_HANDLE_STMT, m_handle);
@@ -172,14 +194,14 @@ bool OdbcStatement::Prepare(std::wstring_view text, OdbcDiagnostics& diag) {
     CloseCursor();
     std::u16string units = hdbtext::Utf16FromWide(text);
     const SQLRETURN rc = SQLPrepareW(m_handle, api::Sql(units), api::SqlLength(units));
-    return api::Check(rc, SQL_HANDLE_STMT, m_handle, diag);
+    return Check(rc, diag);
 }
 
 bool OdbcStatement::DescribeParameters(std::vector<OdbcParameterDescription>& parameters,
                                        OdbcDiagnostics& diag) {
     parameters.clear();
     SQLSMALLINT count = 0;
-    if (!api::Check(SQLNumParams(m_handle, &count), SQL_HANDLE_STMT, m_handle, diag))
+    if (!Check(SQLNumParams(m_handle, &count), diag))
         return false;
     parameters.resize(static_cast<std::size_t>(std::max<SQLSMALLINT>(count, 0)));
     if (!m_capabilities.describesParameters)
@@ -206,8 +228,7 @@ bool OdbcStatement::DescribeParameters(std::vector<OdbcParameterDescription>& pa
 bool OdbcStatement::BindParameterArrays(std::size_t onlySet, OdbcDiagnostics& diag) {
     SQLFreeStmt(m_handle, SQL_RESET_PARAMS);
     auto set = [&](SQLINTEGER attribute, SQLPOINTER value) {
-        return api::Check(SQLSetStmtAttrW(m_handle, attribute, value, 0), SQL_HANDLE_STMT, m_handle,
-                          diag);
+        return Check(SQLSetStmtAttrW(m_handle, attribute, value, 0), diag);
     };
     m_boundSets = 1;
     if (!m_parameters) {
@@ -238,7 +259,7 @@ bool OdbcStatement::BindParameterArrays(std::size_t onlySet, OdbcDiagnostics& di
             static_cast<SQLSMALLINT>(c.binding.sqlType), arrays.ColumnSize(p),
             arrays.DecimalDigits(p), c.data.data() + firstSet * c.elementBytes,
             static_cast<SQLLEN>(c.elementBytes), c.indicators.data() + firstSet);
-        if (!api::Check(rc, SQL_HANDLE_STMT, m_handle, diag))
+        if (!Check(rc, diag))
             return false;
     }
     return true;
@@ -294,12 +315,12 @@ bool OdbcStatement::Finish(std::int16_t rc, std::size_t firstDiagnostic, OdbcExe
         execution.rowCount = 0;
         return true;
     }
-    if (!api::Check(rc, SQL_HANDLE_STMT, m_handle, diag)) {
+    if (!Check(rc, diag)) {
         MarkCanceled(diag, firstDiagnostic);
         return false;
     }
     SQLSMALLINT columns = 0;
-    if (!api::Check(SQLNumResultCols(m_handle, &columns), SQL_HANDLE_STMT, m_handle, diag))
+    if (!Check(SQLNumResultCols(m_handle, &columns), diag))
         return false;
     execution.hasResult = columns > 0;
     SQLLEN count = -1;
@@ -411,7 +432,7 @@ bool OdbcStatement::ListAllCatalogs(OdbcDiagnostics& diag) {
     std::u16string none;
     const SQLRETURN rc = SQLTablesW(m_handle, api::Sql(all), SQL_NTS, api::Sql(none), 0,
                                     api::Sql(none), 0, api::Sql(none), 0);
-    return api::Check(rc, SQL_HANDLE_STMT, m_handle, diag);
+    return Check(rc, diag);
 }
 
 bool OdbcStatement::MoreResults(bool& another, OdbcExecution& execution, OdbcDiagnostics& diag) {
@@ -435,7 +456,7 @@ bool OdbcStatement::MoreResults(bool& another, OdbcExecution& execution, OdbcDia
 bool OdbcStatement::DescribeColumns(std::vector<OdbcColumn>& columns, OdbcDiagnostics& diag) {
     columns.clear();
     SQLSMALLINT count = 0;
-    if (!api::Check(SQLNumResultCols(m_handle, &count), SQL_HANDLE_STMT, m_handle, diag))
+    if (!Check(SQLNumResultCols(m_handle, &count), diag))
         return false;
     std::u16string name(kNameUnits, u'\0');
     for (SQLUSMALLINT c = 1; c <= count; ++c) {
@@ -454,7 +475,7 @@ bool OdbcStatement::DescribeColumns(std::vector<OdbcColumn>& columns, OdbcDiagno
             name.assign(static_cast<std::size_t>(nameLength) + 1, u'\0');
             rc = describe();
         }
-        if (!api::Check(rc, SQL_HANDLE_STMT, m_handle, diag))
+        if (!Check(rc, diag))
             return false;
         OdbcColumn column;
         const auto units =
@@ -474,7 +495,7 @@ bool OdbcStatement::BindColumns(OdbcRowBlock& block, OdbcDiagnostics& diag) {
     ForgetLongValue();
     SQLFreeStmt(m_handle, SQL_UNBIND);
     SQLSMALLINT count = 0;
-    if (!api::Check(SQLNumResultCols(m_handle, &count), SQL_HANDLE_STMT, m_handle, diag))
+    if (!Check(SQLNumResultCols(m_handle, &count), diag))
         return false;
     std::vector<OdbcRowBlock::Binding>& bindings = block.Bindings();
     bool allBound = true;
@@ -483,8 +504,7 @@ bool OdbcStatement::BindColumns(OdbcRowBlock& block, OdbcDiagnostics& diag) {
                                            [c](const auto& b) { return b.column == c; });
     const std::size_t rows = allBound || m_capabilities.positionedBlockReads ? block.Capacity() : 1;
     auto set = [&](SQLINTEGER attribute, SQLPOINTER value) {
-        return api::Check(SQLSetStmtAttrW(m_handle, attribute, value, 0), SQL_HANDLE_STMT, m_handle,
-                          diag);
+        return Check(SQLSetStmtAttrW(m_handle, attribute, value, 0), diag);
     };
     if (!set(SQL_ATTR_ROW_BIND_TYPE, IntegerAttribute(SQL_BIND_BY_COLUMN)) ||
         !set(SQL_ATTR_ROW_ARRAY_SIZE, IntegerAttribute(rows)) ||
@@ -494,7 +514,7 @@ bool OdbcStatement::BindColumns(OdbcRowBlock& block, OdbcDiagnostics& diag) {
     for (OdbcRowBlock::Binding& b : bindings) {
         const SQLRETURN rc = SQLBindCol(m_handle, b.column, api::CType(b.type), b.data.data(),
                                         static_cast<SQLLEN>(b.elementBytes), b.indicators.data());
-        if (!api::Check(rc, SQL_HANDLE_STMT, m_handle, diag))
+        if (!Check(rc, diag))
             return false;
     }
     block.ForgetRows();
@@ -524,7 +544,7 @@ OdbcFetch OdbcStatement::Fetch(OdbcDiagnostics& diag) {
         m_block->ForgetRows();
         return OdbcFetch::end;
     }
-    if (!api::Check(rc, SQL_HANDLE_STMT, m_handle, diag)) {
+    if (!Check(rc, diag)) {
         MarkCanceled(diag, first);
         m_block->ForgetRows();
         return OdbcFetch::error;
@@ -545,7 +565,7 @@ bool OdbcStatement::PositionFor(std::size_t row, std::uint16_t column, OdbcDiagn
     if (row != m_position) {
         const SQLRETURN rc = SQLSetPos(m_handle, static_cast<SQLSETPOSIROW>(row + 1), SQL_POSITION,
                                        SQL_LOCK_NO_CHANGE);
-        if (!api::Check(rc, SQL_HANDLE_STMT, m_handle, diag))
+        if (!Check(rc, diag))
             return false;
         m_position = row;
         m_longColumn = 0;
@@ -592,6 +612,7 @@ OdbcRead OdbcStatement::ReadLongText(std::size_t row, std::uint16_t column, std:
             const std::size_t first = diag.size();
             api::CollectDiagnostics(SQL_HANDLE_STMT, m_handle, rc, false, diag);
             MarkCanceled(diag, first);
+            MarkLostConnection(diag, first);
             return OdbcRead::error;
         }
         if (length == SQL_NULL_DATA) {
@@ -644,6 +665,7 @@ OdbcRead OdbcStatement::ReadLongBinary(std::size_t row, std::uint16_t column,
         const std::size_t first = diag.size();
         api::CollectDiagnostics(SQL_HANDLE_STMT, m_handle, rc, false, diag);
         MarkCanceled(diag, first);
+        MarkLostConnection(diag, first);
         return OdbcRead::error;
     }
     if (length == SQL_NULL_DATA) {

@@ -26,7 +26,7 @@ class OdbcRowBlock;
 class OdbcStatement {
 public:
     // Made by OdbcConnection::NewStatement, which hands over the SQLHSTMT.
-    OdbcStatement(void* handle, const OdbcCapabilities& capabilities);
+    OdbcStatement(void* handle, void* connection, const OdbcCapabilities& capabilities);
     ~OdbcStatement();
     OdbcStatement(const OdbcStatement&) = delete;
     OdbcStatement& operator=(const OdbcStatement&) = delete;
@@ -124,12 +124,18 @@ private:
     // cancellations (PostgreSQL reports a cancel as 57014 like a time-out),
     // or time-outs when the statement's own time-out canceled it.
     void MarkCanceled(OdbcDiagnostics& diag, std::size_t first) const;
+    // Makes the general failures of diag[first..] lost connections when the
+    // driver says the connection is dead.
+    void MarkLostConnection(OdbcDiagnostics& diag, std::size_t first) const;
+    // api::Check on this statement, with the lost connection found out.
+    bool Check(short rc, OdbcDiagnostics& diag) const;
     void ForgetResult();
     void ForgetLongValue();
     // Puts the cursor on row of the block for reading column.
     bool PositionFor(std::size_t row, std::uint16_t column, OdbcDiagnostics& diag);
 
     void* m_handle;
+    void* m_connection; // the connection handle the statement belongs to
     const OdbcCapabilities m_capabilities;
     OdbcParameterArrays* m_parameters = nullptr;
     bool m_parameterArraysBound = false;

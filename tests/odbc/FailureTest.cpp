@@ -95,4 +95,26 @@ TEST_P(FailureTest, FailuresAreJudgedByTheirKind) {
     }
 }
 
+TEST_P(FailureTest, AStatementOnAKilledSessionFailsAsALostConnection) {
+    const bool maria = std::string(GetParam().name) == "MariaDB";
+    auto statement = NewStatement();
+    OdbcDiagnostics diag;
+    OdbcExecution execution;
+    ASSERT_TRUE(statement->ExecuteDirect(
+        maria ? L"SELECT CONNECTION_ID()" : L"SELECT pg_backend_pid()", execution, diag))
+        << Describe(diag);
+    OdbcRowBlock block(1);
+    block.Bind(1, OdbcValueType::int64);
+    ASSERT_TRUE(statement->BindColumns(block, diag)) << Describe(diag);
+    ASSERT_EQ(statement->Fetch(diag), OdbcFetch::rows) << Describe(diag);
+    const std::wstring id = std::to_wstring(block.Int64(0, 0));
+    statement->CloseCursor();
+    OdbcConnection other;
+    ASSERT_NO_FATAL_FAILURE(Connect(other));
+    Run(maria ? L"KILL " + id : L"SELECT pg_terminate_backend(" + id + L")", &other);
+    auto next = NewStatement();
+    EXPECT_FALSE(next->ExecuteDirect(L"SELECT 1", execution, diag));
+    EXPECT_TRUE(Has(diag, OdbcFailure::connectionLost)) << Describe(diag);
+}
+
 INSTANTIATE_TEST_SUITE_P(Servers, FailureTest, testing::ValuesIn(kServers), ServerName);

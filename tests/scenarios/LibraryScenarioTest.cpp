@@ -61,10 +61,14 @@ protected:
                         m_context->Password(), L"");
         return source;
     }
+
+public:
     std::shared_ptr<CExtCommandClass> Command() {
         int reconnected = 0;
         return std::make_shared<CExtCommandClass>(m_source, reconnected);
     }
+
+protected:
     bool Exec(const std::wstring& sql) { return Command()->Execute(sql, nullptr); }
     std::string Reports() const {
         std::string out;
@@ -214,6 +218,44 @@ TEST_P(LibraryScenario, TheCatalogsHoldTheTestDatabase) {
         found = found || std::wstring(databases[i].GetString()) == m_context->ExpectedCatalog();
     EXPECT_TRUE(found);
 }
+
+// Scenarios of a server: its sessions can be killed and its rows locked by
+// another connection.
+using ServerScenario = LibraryScenario;
+
+// The server's id of the session the library's next command runs on.
+long long SessionId(LibraryScenario& scenario, const std::wstring& query) {
+    auto command = scenario.Command();
+    if (!command->SelectExecute(Sql(query)) || !command->GetRowSet()->FetchNext())
+        return -1;
+    return command->GetRowSet()->GetCurrColumnsInt64(
+        command->GetRowSet()->GetColumnsOrdinal(L"id"));
+}
+
+TEST_P(ServerScenario, AKilledSessionIsReportedAsLostAndTheLibraryConnectsAgain) {
+    const bool maria = GetParam() == "mariadb";
+    const long long id = SessionId(*this, maria ? L"SELECT CONNECTION_ID() AS id"
+                                                : L"SELECT pg_backend_pid() AS id");
+    ASSERT_GT(id, 0) << Reports();
+    m_context->CheckerExec(maria ? L"KILL " + std::to_wstring(id)
+                                 : L"SELECT pg_terminate_backend(" + std::to_wstring(id) + L")");
+    m_errors.reports.clear();
+    EXPECT_FALSE(Exec(L"SELECT 1"));
+    ASSERT_FALSE(m_errors.reports.empty());
+    // MariaDB's driver states the lost connection (08S01); on PostgreSQL the
+    // report carries no record yet (the failure is found while the statement
+    // is prepared), only the result code.
+    if (maria)
+        EXPECT_NE(m_errors.reports[0].message.find(L"SQL State: 08"), std::wstring::npos)
+            << Reports();
+    EXPECT_FALSE(m_source->IsConnected());
+    // The next command finds the data source down and connects it again.
+    EXPECT_TRUE(Exec(L"SELECT 1")) << Reports();
+    EXPECT_TRUE(m_source->IsConnected());
+}
+
+INSTANTIATE_TEST_SUITE_P(Servers, ServerScenario, ::testing::Values("mariadb", "postgres"),
+                         [](const auto& info) { return info.param; });
 
 INSTANTIATE_TEST_SUITE_P(Backends, LibraryScenario,
                          ::testing::ValuesIn(conformance::BackendNames()),
