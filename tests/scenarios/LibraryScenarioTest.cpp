@@ -219,11 +219,8 @@ TEST_P(LibraryScenario, TheCatalogsHoldTheTestDatabase) {
     EXPECT_TRUE(found);
 }
 
-// Scenarios of a server: its sessions can be killed and its rows locked by
-// another connection.
-using ServerScenario = LibraryScenario;
-
-// The server's id of the session the library's next command runs on.
+// The number in column id of the first row of query, run by the library's
+// next command; -1 when there is none.
 long long SessionId(LibraryScenario& scenario, const std::wstring& query) {
     auto command = scenario.Command();
     if (!command->SelectExecute(Sql(query)) || !command->GetRowSet()->FetchNext())
@@ -231,6 +228,10 @@ long long SessionId(LibraryScenario& scenario, const std::wstring& query) {
     return command->GetRowSet()->GetCurrColumnsInt64(
         command->GetRowSet()->GetColumnsOrdinal(L"id"));
 }
+
+// Scenarios of a server: its sessions can be killed and its rows locked by
+// another connection.
+using ServerScenario = LibraryScenario;
 
 TEST_P(ServerScenario, AKilledSessionIsReportedAsLostAndTheLibraryConnectsAgain) {
     const bool maria = GetParam() == "mariadb";
@@ -245,14 +246,45 @@ TEST_P(ServerScenario, AKilledSessionIsReportedAsLostAndTheLibraryConnectsAgain)
     // MariaDB's driver states the lost connection (08S01); on PostgreSQL the
     // report carries no record yet (the failure is found while the statement
     // is prepared), only the result code.
-    if (maria)
+    if (maria) {
         EXPECT_NE(m_errors.reports[0].message.find(L"SQL State: 08"), std::wstring::npos)
             << Reports();
+    }
     EXPECT_FALSE(m_source->IsConnected());
     // The next command finds the data source down and connects it again.
     EXPECT_TRUE(Exec(L"SELECT 1")) << Reports();
     EXPECT_TRUE(m_source->IsConnected());
 }
+
+// MariaDB reports a lock wait that gave up with native error 1205, the
+// number the library retries an execution for.
+using LockWaitScenario = LibraryScenario;
+
+TEST_P(LockWaitScenario, ALockWaitThatGivesUpIsRetriedUntilTheLockIsGone) {
+    ASSERT_TRUE(Exec(L"CREATE TABLE " + m_table + L" (id INT PRIMARY KEY, v INT)"));
+    ASSERT_TRUE(Exec(L"INSERT INTO " + m_table + L" VALUES (1, 0)"));
+    m_source = Connect(L";INITSTMT={SET SESSION innodb_lock_wait_timeout=1}");
+    ASSERT_TRUE(m_source->IsConnected()) << Reports();
+    // Each wait gives up after a second, so the update cannot succeed at its
+    // first try while the lock is held for longer.
+    ASSERT_EQ(SessionId(*this, L"SELECT @@innodb_lock_wait_timeout AS id"), 1);
+    m_context->CheckerExec(L"START TRANSACTION");
+    m_context->CheckerExec(L"UPDATE " + m_table + L" SET v = 1 WHERE id = 1");
+    std::thread release([this] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1500));
+        m_context->CheckerExec(L"COMMIT");
+    });
+    const auto start = std::chrono::steady_clock::now();
+    const bool updated = Exec(L"UPDATE " + m_table + L" SET v = 2 WHERE id = 1");
+    release.join();
+    EXPECT_TRUE(updated) << Reports();
+    // At least one wait gave up before the lock went.
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(1400));
+    EXPECT_EQ(m_context->CheckerQuery(L"SELECT v FROM " + m_table), (std::vector<Row>{{L"2"}}));
+}
+
+INSTANTIATE_TEST_SUITE_P(Servers, LockWaitScenario, ::testing::Values("mariadb"),
+                         [](const auto& info) { return info.param; });
 
 INSTANTIATE_TEST_SUITE_P(Servers, ServerScenario, ::testing::Values("mariadb", "postgres"),
                          [](const auto& info) { return info.param; });
