@@ -45,7 +45,8 @@ ASAN_OPTIONS="detect_leaks=1:abort_on_error=1" \
 # says Thread, Concurren(t/cy), Cancel or LongRunning. The programs that hold
 # them are the only ones built, which keeps this build small. Every race is
 # fixed, none is suppressed: the first report fails the run.
-threaded_programs=(test_haldendb test_providers test_scripted test_com test_framework)
+threaded_programs=(test_haldendb test_providers test_scripted test_com test_framework test_conformance
+  test_scenarios)
 threaded_tests='Thread|Concurren|Cancel|LongRunning'
 cmake -S "$root" -B build/tsan -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DHALDENDB_SANITIZE=thread
 cmake --build build/tsan -j "$jobs" --target "${threaded_programs[@]}"
