@@ -44,11 +44,6 @@ std::string g_file;
     std::exit(1);
 }
 
-void Check(HRESULT hr, const char* what) {
-    if (FAILED(hr))
-        Fail(what, hr);
-}
-
 std::wstring Wide(const std::string& path) {
     return std::wstring(path.begin(), path.end());
 }
@@ -124,8 +119,6 @@ Sum ReadRaw(sqlite3* db) {
 // ------------------------------------------------------------ provider
 
 Sum ReadProvider(benchsupport::ProviderSession& provider) {
-    IRowset* rowset = provider.Execute(L"SELECT id, amount, name, stamp FROM bench");
-
     const DBBINDING bindings[] = {
         Binding(1, DBTYPE_I8, offsetof(Row, id), sizeof(LONGLONG), offsetof(Row, status)),
         Binding(2, DBTYPE_R8, offsetof(Row, amount), sizeof(double), offsetof(Row, status)),
@@ -134,33 +127,9 @@ Sum ReadProvider(benchsupport::ProviderSession& provider) {
         Binding(4, DBTYPE_DBTIMESTAMP, offsetof(Row, stamp), sizeof(DBTIMESTAMP),
                 offsetof(Row, status)),
     };
-    IAccessor* accessors = nullptr;
-    Check(rowset->QueryInterface(IID_IAccessor, reinterpret_cast<void**>(&accessors)), "IAccessor");
-    HACCESSOR accessor = 0;
-    Check(
-        accessors->CreateAccessor(DBACCESSOR_ROWDATA, 4, bindings, sizeof(Row), &accessor, nullptr),
-        "creating the accessor");
-
     Sum sum;
-    Row row{};
-    HROW handles[BatchRows];
-    HROW* rows = handles;
-    for (;;) {
-        DBCOUNTITEM obtained = 0;
-        HRESULT hr = rowset->GetNextRows(DB_NULL_HCHAPTER, 0, BatchRows, &obtained, &rows);
-        Check(hr, "GetNextRows");
-        for (DBCOUNTITEM i = 0; i < obtained; ++i) {
-            Check(rowset->GetData(rows[i], accessor, &row), "GetData");
-            sum.Add(row);
-        }
-        if (obtained != 0)
-            rowset->ReleaseRows(obtained, rows, nullptr, nullptr, nullptr);
-        if (hr == DB_S_ENDOFROWSET || obtained == 0)
-            break;
-    }
-    accessors->ReleaseAccessor(accessor, nullptr);
-    accessors->Release();
-    rowset->Release();
+    benchsupport::ReadEveryRow<Row>(provider, L"SELECT id, amount, name, stamp FROM bench",
+                                    bindings, BatchRows, [&](const Row& row) { sum.Add(row); });
     return sum;
 }
 

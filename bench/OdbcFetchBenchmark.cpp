@@ -65,7 +65,6 @@ struct Row {
 };
 
 Totals ReadProvider(benchsupport::ProviderSession& provider, const std::string& table) {
-    IRowset* rowset = provider.Execute(odbcbench::SelectText(table));
     const DBBINDING bindings[] = {
         Binding(1, DBTYPE_I4, offsetof(Row, id), sizeof(LONG), offsetof(Row, status)),
         Binding(2, DBTYPE_R8, offsetof(Row, amount), sizeof(double), offsetof(Row, status)),
@@ -74,35 +73,13 @@ Totals ReadProvider(benchsupport::ProviderSession& provider, const std::string& 
         Binding(4, DBTYPE_DBTIMESTAMP, offsetof(Row, stamp), sizeof(DBTIMESTAMP),
                 offsetof(Row, status)),
     };
-    IAccessor* accessors = nullptr;
-    benchsupport::CheckResult(
-        rowset->QueryInterface(IID_IAccessor, reinterpret_cast<void**>(&accessors)), "IAccessor");
-    HACCESSOR accessor = 0;
-    benchsupport::CheckResult(
-        accessors->CreateAccessor(DBACCESSOR_ROWDATA, 4, bindings, sizeof(Row), &accessor, nullptr),
-        "creating the accessor");
     Totals totals;
-    Row row{};
-    HROW handles[BatchRows];
-    HROW* rows = handles;
-    for (;;) {
-        DBCOUNTITEM obtained = 0;
-        const HRESULT hr = rowset->GetNextRows(DB_NULL_HCHAPTER, 0, BatchRows, &obtained, &rows);
-        benchsupport::CheckResult(hr, "GetNextRows");
-        for (DBCOUNTITEM i = 0; i < obtained; ++i) {
-            benchsupport::CheckResult(rowset->GetData(rows[i], accessor, &row), "GetData");
+    benchsupport::ReadEveryRow<Row>(
+        provider, odbcbench::SelectText(table), bindings, BatchRows, [&](const Row& row) {
             const DBTIMESTAMP& s = row.stamp;
             totals.Add({row.id, row.amount, row.name, row.nameLength / sizeof(wchar_t), s.year,
                         s.month, s.day, s.hour, s.minute, s.second, s.fraction});
-        }
-        if (obtained != 0)
-            rowset->ReleaseRows(obtained, rows, nullptr, nullptr, nullptr);
-        if (hr == DB_S_ENDOFROWSET || obtained == 0)
-            break;
-    }
-    accessors->ReleaseAccessor(accessor, nullptr);
-    accessors->Release();
-    rowset->Release();
+        });
     return totals;
 }
 

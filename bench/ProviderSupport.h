@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <string>
+#include <vector>
 
 #include "hdbplatform/OleDbApi.h"
 
@@ -88,6 +89,41 @@ inline DBBINDING Binding(DBORDINAL ordinal, DBTYPE type, size_t value, DBLENGTH 
     b.cbMaxLen = maxLen;
     b.wType = type;
     return b;
+}
+
+// Runs sql and reads every row of its rowset as a consumer does: an accessor
+// of bindings into a Row, GetNextRows in batches of batch handles, GetData per
+// row; add(row) sees each row.
+template <class Row, size_t N, class Add>
+void ReadEveryRow(ProviderSession& provider, const std::wstring& sql,
+                  const DBBINDING (&bindings)[N], DBCOUNTITEM batch, Add add) {
+    IRowset* rowset = provider.Execute(sql);
+    IAccessor* accessors = nullptr;
+    CheckResult(rowset->QueryInterface(IID_IAccessor, reinterpret_cast<void**>(&accessors)),
+                "IAccessor");
+    HACCESSOR accessor = 0;
+    CheckResult(
+        accessors->CreateAccessor(DBACCESSOR_ROWDATA, N, bindings, sizeof(Row), &accessor, nullptr),
+        "creating the accessor");
+    Row row{};
+    std::vector<HROW> handles(batch);
+    HROW* rows = handles.data();
+    for (;;) {
+        DBCOUNTITEM obtained = 0;
+        const HRESULT hr = rowset->GetNextRows(DB_NULL_HCHAPTER, 0, batch, &obtained, &rows);
+        CheckResult(hr, "GetNextRows");
+        for (DBCOUNTITEM i = 0; i < obtained; ++i) {
+            CheckResult(rowset->GetData(rows[i], accessor, &row), "GetData");
+            add(row);
+        }
+        if (obtained != 0)
+            rowset->ReleaseRows(obtained, rows, nullptr, nullptr, nullptr);
+        if (hr == DB_S_ENDOFROWSET || obtained == 0)
+            break;
+    }
+    accessors->ReleaseAccessor(accessor, nullptr);
+    accessors->Release();
+    rowset->Release();
 }
 
 } // namespace benchsupport

@@ -65,6 +65,23 @@ protected:
             EXPECT_EQ(hr, S_OK) << Describe(TakeErrorRecords());
         return dso;
     }
+    // A property of the data source, as GetProperties answers it (the caller
+    // clears it).
+    VARIANT DataSourceProperty(const GUID& set, DBPROPID id) {
+        Ptr<IDBProperties> props = m_dso.As<IDBProperties>(IID_IDBProperties);
+        DBPROPIDSET which{&id, 1, set};
+        ULONG count = 0;
+        DBPROPSET* sets = nullptr;
+        VARIANT value;
+        VariantInit(&value);
+        EXPECT_EQ(props->GetProperties(1, &which, &count, &sets), S_OK);
+        if (sets == nullptr)
+            return value;
+        value = sets[0].rgProperties[0].vValue;
+        CoTaskMemFree(sets[0].rgProperties);
+        CoTaskMemFree(sets);
+        return value;
+    }
     static std::string Describe(const std::vector<Record>& records) {
         std::string out;
         for (const auto& r : records)

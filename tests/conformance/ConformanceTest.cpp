@@ -12,17 +12,10 @@ namespace conformance {
 namespace {
 
 TEST_P(Conformance, ConnectsAndRefusesAWrongPasswordWithoutShowingIt) {
-    Ptr<IDBProperties> props = m_dso.As<IDBProperties>(IID_IDBProperties);
-    const DBPROPID id = DBPROP_CURRENTCATALOG;
-    DBPROPIDSET which{const_cast<DBPROPID*>(&id), 1, DBPROPSET_DATASOURCE};
-    ULONG count = 0;
-    DBPROPSET* sets = nullptr;
-    ASSERT_EQ(props->GetProperties(1, &which, &count, &sets), S_OK);
-    ASSERT_EQ(sets[0].rgProperties[0].vValue.vt, VT_BSTR);
-    EXPECT_EQ(std::wstring(sets[0].rgProperties[0].vValue.bstrVal), m_context->ExpectedCatalog());
-    VariantClear(&sets[0].rgProperties[0].vValue);
-    CoTaskMemFree(sets[0].rgProperties);
-    CoTaskMemFree(sets);
+    VARIANT catalog = DataSourceProperty(DBPROPSET_DATASOURCE, DBPROP_CURRENTCATALOG);
+    ASSERT_EQ(catalog.vt, VT_BSTR);
+    EXPECT_EQ(std::wstring(catalog.bstrVal), m_context->ExpectedCatalog());
+    VariantClear(&catalog);
     if (!m_context->ChecksPasswords())
         return;
     const std::wstring wrong = L"Wr0ng-Secret-42";

@@ -22,15 +22,8 @@ TEST_P(LostConnection, AStatementOnAKilledSessionFailsAndTheDataSourceSaysSo) {
     // psqlODBC a general failure with the server's FATAL message.
     EXPECT_EQ(records[0].sqlState, maria ? L"08S01" : L"HY000") << Describe(records);
 
-    Ptr<IDBProperties> props = m_dso.As<IDBProperties>(IID_IDBProperties);
-    const DBPROPID status = DBPROP_CONNECTIONSTATUS;
-    DBPROPIDSET which{const_cast<DBPROPID*>(&status), 1, DBPROPSET_DATASOURCEINFO};
-    ULONG count = 0;
-    DBPROPSET* sets = nullptr;
-    ASSERT_EQ(props->GetProperties(1, &which, &count, &sets), S_OK);
-    EXPECT_EQ(sets[0].rgProperties[0].vValue.lVal, DBPROPVAL_CS_COMMUNICATIONFAILURE);
-    CoTaskMemFree(sets[0].rgProperties);
-    CoTaskMemFree(sets);
+    EXPECT_EQ(DataSourceProperty(DBPROPSET_DATASOURCEINFO, DBPROP_CONNECTIONSTATUS).lVal,
+              DBPROPVAL_CS_COMMUNICATIONFAILURE);
 }
 
 INSTANTIATE_TEST_SUITE_P(Servers, LostConnection, ::testing::Values("mariadb", "postgres"),
