@@ -43,8 +43,10 @@ RawConnection::RawConnection(const std::string& connectionString) {
     SQLHDBC dbc = SQL_NULL_HDBC;
     Check(SQLAllocHandle(SQL_HANDLE_DBC, env, &dbc), SQL_HANDLE_ENV, env, "SQLAllocHandle");
     m_dbc = dbc;
-    std::vector<SQLCHAR> text(connectionString.begin(), connectionString.end());
-    Check(SQLDriverConnectA(dbc, nullptr, text.data(), static_cast<SQLSMALLINT>(text.size()),
+    // The connection strings are ASCII; the wide call spares the driver
+    // manager a conversion that depends on the process's locale.
+    std::vector<SQLWCHAR> text(connectionString.begin(), connectionString.end());
+    Check(SQLDriverConnectW(dbc, nullptr, text.data(), static_cast<SQLSMALLINT>(text.size()),
                             nullptr, 0, nullptr, SQL_DRIVER_NOPROMPT),
           SQL_HANDLE_DBC, dbc, "connecting");
 }
