@@ -115,7 +115,7 @@ bool BridgeConnection::ListCatalogs(std::vector<backend::CatalogInfo>& catalogs,
 std::unique_ptr<backend::Statement> BridgeConnection::NewStatement() {
     odbc::OdbcDiagnostics layer;
     auto statement = m_connection.NewStatement(layer);
-    return std::make_unique<BridgeStatement>(std::move(statement), std::move(layer));
+    return std::make_unique<BridgeStatement>(std::move(statement), &m_connection, std::move(layer));
 }
 
 std::wstring BridgeConnection::QuoteIdentifier(const std::wstring& name) const {

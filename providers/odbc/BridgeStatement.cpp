@@ -28,8 +28,8 @@ constexpr size_t PieceUnits = 8 * 1024;
 } // namespace
 
 BridgeStatement::BridgeStatement(std::unique_ptr<odbc::OdbcStatement> statement,
-                                 odbc::OdbcDiagnostics whyNone)
-    : m_statement(std::move(statement)), m_whyNone(std::move(whyNone)) {}
+                                 odbc::OdbcConnection* connection, odbc::OdbcDiagnostics whyNone)
+    : m_statement(std::move(statement)), m_connection(connection), m_whyNone(std::move(whyNone)) {}
 
 bool BridgeStatement::Ready(backend::Diagnostics& diag) const {
     if (m_statement)
@@ -147,10 +147,15 @@ bool BridgeStatement::Execute(DBROWCOUNT& rowsAffected, bool& hasRows, backend::
     if (!Ready(diag))
         return false;
     CloseCursor();
+    const bool several = m_hasParameters && m_arrays.SetCount() > 1;
+    if (several && !BeginSets(diag))
+        return false;
     odbc::OdbcExecution execution;
     odbc::OdbcDiagnostics layer;
-    const bool ok = m_statement->Execute(execution, layer);
+    bool ok = m_statement->Execute(execution, layer);
     AppendDiagnostics(layer, diag);
+    if (several)
+        ok = EndSets(ok, diag) && ok;
     if (!ok)
         return false;
     hasRows = execution.hasResult;
@@ -162,6 +167,39 @@ bool BridgeStatement::Execute(DBROWCOUNT& rowsAffected, bool& hasRows, backend::
         return false;
     }
     return true;
+}
+
+bool BridgeStatement::RunOnConnection(const wchar_t* sql, backend::Diagnostics& diag) {
+    odbc::OdbcDiagnostics layer;
+    auto statement = m_connection->NewStatement(layer);
+    odbc::OdbcExecution execution;
+    const bool ok = statement && statement->ExecuteDirect(sql, execution, layer);
+    AppendDiagnostics(layer, diag);
+    return ok;
+}
+
+bool BridgeStatement::BeginSets(backend::Diagnostics& diag) {
+    m_ownTransaction = m_connection->Autocommit();
+    if (!m_ownTransaction)
+        return RunOnConnection(L"SAVEPOINT hdb_parameter_sets", diag);
+    odbc::OdbcDiagnostics layer;
+    const bool ok = m_connection->SetAutocommit(false, layer);
+    AppendDiagnostics(layer, diag);
+    return ok;
+}
+
+bool BridgeStatement::EndSets(bool succeeded, backend::Diagnostics& diag) {
+    // Ending the sets must not hide the failure of the execution: their own
+    // diagnostics follow it.
+    if (!m_ownTransaction)
+        return RunOnConnection(succeeded ? L"RELEASE SAVEPOINT hdb_parameter_sets"
+                                         : L"ROLLBACK TO SAVEPOINT hdb_parameter_sets",
+                               diag);
+    odbc::OdbcDiagnostics layer;
+    const bool ended = succeeded ? m_connection->Commit(layer) : m_connection->Rollback(layer);
+    const bool restored = m_connection->SetAutocommit(true, layer);
+    AppendDiagnostics(layer, diag);
+    return ended && restored;
 }
 
 bool BridgeStatement::DescribeResult(std::vector<backend::ColumnInfo>& columns,

@@ -49,8 +49,9 @@ class BridgeStatement final : public backend::Statement {
 public:
     // statement is null when the driver made none; whyNone says why, and
     // every call fails with it.
+    // connection is the one statement belongs to (it outlives the statement).
     BridgeStatement(std::unique_ptr<odbc::OdbcStatement> statement,
-                    odbc::OdbcDiagnostics whyNone = {});
+                    odbc::OdbcConnection* connection, odbc::OdbcDiagnostics whyNone = {});
 
     bool Prepare(const std::wstring& text, backend::Diagnostics& diag) override;
     bool DescribeParameters(std::vector<backend::ParameterInfo>& params,
@@ -74,6 +75,13 @@ public:
 private:
     bool Ready(backend::Diagnostics& diag) const;
     bool Describe(backend::Diagnostics& diag);
+    // Several parameter sets take effect together or not at all. Drivers run
+    // an array set by set and keep what the sets before a failing one did
+    // (psqlODBC does), so the array runs in a transaction of its own, or
+    // under a savepoint inside the caller's transaction.
+    bool BeginSets(backend::Diagnostics& diag);
+    bool EndSets(bool succeeded, backend::Diagnostics& diag);
+    bool RunOnConnection(const wchar_t* sql, backend::Diagnostics& diag);
     // Reads a long value of the block, from its start, until its end or
     // until limit bytes are held; complete says which.
     bool LoadLong(size_t blockRow, size_t column, size_t limit, std::vector<BYTE>& bytes,
@@ -83,7 +91,9 @@ private:
                              backend::Diagnostics& diag);
 
     std::unique_ptr<odbc::OdbcStatement> m_statement;
+    odbc::OdbcConnection* m_connection;
     odbc::OdbcDiagnostics m_whyNone;
+    bool m_ownTransaction = false; // BeginSets turned autocommit off
     std::wstring m_text;
     std::vector<ColumnPlan> m_plans;
     bool m_described = false;

@@ -91,34 +91,6 @@ TEST_F(ParameterSetTest, AFailingSetLeavesNoRowOfTheCall) {
     EXPECT_EQ(Scalar("SELECT group_concat(name) FROM u"), "n31,n32,n33,n34");
 }
 
-TEST_F(ParameterSetTest, AFailingSetInsideATransactionKeepsTheCallersEarlierWork) {
-    auto tx = m_session.As<ITransactionLocal>(IID_ITransactionLocal);
-    ASSERT_TRUE(tx);
-    for (bool commit : {true, false}) {
-        SCOPED_TRACE(commit);
-        ASSERT_EQ(tx->StartTransaction(ISOLATIONLEVEL_READCOMMITTED, 0, nullptr, nullptr), S_OK);
-        ASSERT_EQ(Exec(m_session.Get(), L"INSERT INTO u VALUES (100, 'before', 0)"), S_OK);
-        DBROWCOUNT affected = 0;
-        ASSERT_EQ(Insert(1, Fault::unique, affected), DB_E_INTEGRITYVIOLATION);
-        TakeErrorRecords();
-        // The transaction is still the caller's, with its earlier row only.
-        auto rows = Query(m_session.Get(), L"SELECT group_concat(id) FROM u");
-        ASSERT_EQ(rows.size(), 1u);
-        EXPECT_EQ(rows[0][0], L"100");
-        // A good call inside the same transaction counts and keeps its rows.
-        ASSERT_EQ(Insert(11, Fault::none, affected), S_OK);
-        EXPECT_EQ(affected, 4);
-        if (commit)
-            ASSERT_EQ(tx->Commit(FALSE, XACTTC_SYNC, 0), S_OK);
-        else
-            ASSERT_EQ(tx->Abort(nullptr, FALSE, FALSE), S_OK);
-        EXPECT_EQ(Scalar("SELECT group_concat(id) FROM (SELECT id FROM u ORDER BY id)"),
-                  commit ? "11,12,13,14,100" : "<null>");
-        if (commit)
-            ASSERT_EQ(sqlite3_exec(Db(), "DELETE FROM u", nullptr, nullptr, nullptr), SQLITE_OK);
-    }
-}
-
 TEST_F(ParameterSetTest, ReturnedRowsHoldTheCallOpenOnlyUntilTheirCursorEnds) {
     ASSERT_EQ(
         m_command->SetCommandText(DBGUID_DEFAULT, L"INSERT INTO u VALUES (?, ?, ?) RETURNING name"),
