@@ -156,8 +156,10 @@ bool BridgeStatement::Execute(DBROWCOUNT& rowsAffected, bool& hasRows, backend::
     AppendDiagnostics(layer, diag);
     if (several)
         ok = EndSets(ok, diag) && ok;
-    if (!ok)
+    if (!ok) {
+        EndTransactionOfDeadlock(diag);
         return false;
+    }
     hasRows = execution.hasResult;
     rowsAffected = hasRows || execution.rowCount < 0 ? DB_COUNTUNAVAILABLE
                                                      : static_cast<DBROWCOUNT>(execution.rowCount);
@@ -167,6 +169,18 @@ bool BridgeStatement::Execute(DBROWCOUNT& rowsAffected, bool& hasRows, backend::
         return false;
     }
     return true;
+}
+
+void BridgeStatement::EndTransactionOfDeadlock(backend::Diagnostics& diag) {
+    const bool deadlock = std::any_of(diag.begin(), diag.end(), [](const backend::Diagnostic& d) {
+        return d.failure == backend::Failure::deadlock;
+    });
+    if (!deadlock || m_connection->Autocommit())
+        return;
+    odbc::OdbcDiagnostics layer;
+    m_connection->Rollback(layer);
+    m_connection->SetAutocommit(true, layer);
+    AppendDiagnostics(layer, diag);
 }
 
 bool BridgeStatement::RunOnConnection(const wchar_t* sql, backend::Diagnostics& diag) {

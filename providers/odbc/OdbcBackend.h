@@ -82,6 +82,11 @@ private:
     bool BeginSets(backend::Diagnostics& diag);
     bool EndSets(bool succeeded, backend::Diagnostics& diag);
     bool RunOnConnection(const wchar_t* sql, backend::Diagnostics& diag);
+    // A deadlock victim's transaction is over on every server: MariaDB rolls
+    // it back itself, PostgreSQL keeps it aborted (with its locks) until the
+    // client rolls back. The bridge rolls back and returns to autocommit, so
+    // that the session sees the transaction end and a retry starts afresh.
+    void EndTransactionOfDeadlock(backend::Diagnostics& diag);
     // Reads a long value of the block, from its start, until its end or
     // until limit bytes are held; complete says which.
     bool LoadLong(size_t blockRow, size_t column, size_t limit, std::vector<BYTE>& bytes,

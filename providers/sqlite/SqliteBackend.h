@@ -5,6 +5,7 @@
 #include <sqlite3.h>
 
 #include <atomic>
+#include <chrono>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -108,22 +109,33 @@ struct SharedAttachments {
 // every statement of the connection, and keeps stopping new ones while any
 // other is still active).
 //
+// The time-out of a statement is told the same way: the handler also ends
+// the stepping once the statement's deadline has passed, and says so.
+//
 // While a CancelScope lives, what the connection steps stops with
-// SQLITE_INTERRUPT soon after cancel becomes true. The flag is the
+// SQLITE_INTERRUPT soon after cancel becomes true or the deadline passes. The flag is the
 // connection's own, not the thread's: the core calls a connection from one
 // thread at a time, and a module loaded at run time keeps no thread-local
 // storage (the leak checker's scan of such storage crashes).
+struct Interruption {
+    std::atomic<bool> cancel{false}; // set by Cancel from any thread
+    // Set and read on the stepping thread only: when the statement's time
+    // runs out (none when zero), and whether it did.
+    std::chrono::steady_clock::time_point deadline{};
+    bool timedOut = false;
+};
+
 class SqliteConnection;
 class CancelScope {
 public:
-    CancelScope(SqliteConnection& connection, const std::atomic<bool>& cancel);
+    CancelScope(SqliteConnection& connection, Interruption& interruption);
     ~CancelScope();
     CancelScope(const CancelScope&) = delete;
     CancelScope& operator=(const CancelScope&) = delete;
 
 private:
     SqliteConnection& m_connection;
-    const std::atomic<bool>* m_outer;
+    Interruption* m_outer;
 };
 
 class SqliteConnection final : public backend::Connection {
@@ -177,7 +189,7 @@ private:
     friend class CancelScope;
     // The cancel flag of the statement stepping now (CancelScope); read by
     // the progress handler, set from the connection's thread.
-    std::atomic<const std::atomic<bool>*> m_stepping{nullptr};
+    std::atomic<Interruption*> m_stepping{nullptr};
     std::string m_path; // what sqlite3_open_v2 was given
     int m_flags = 0;
     std::wstring m_shownName; // the data source as the consumer gave it

@@ -227,17 +227,25 @@ std::wstring SqliteConnection::ProductVersion() const {
     return FromUtf8(sqlite3_libversion());
 }
 
-CancelScope::CancelScope(SqliteConnection& connection, const std::atomic<bool>& cancel)
-    : m_connection(connection), m_outer(connection.m_stepping.exchange(&cancel)) {}
+CancelScope::CancelScope(SqliteConnection& connection, Interruption& interruption)
+    : m_connection(connection), m_outer(connection.m_stepping.exchange(&interruption)) {}
 
 CancelScope::~CancelScope() {
     m_connection.m_stepping.store(m_outer);
 }
 
 int SqliteConnection::Progress(void* stepping) {
-    const std::atomic<bool>* cancel =
-        static_cast<std::atomic<const std::atomic<bool>*>*>(stepping)->load();
-    return cancel != nullptr && cancel->load() ? 1 : 0;
+    Interruption* interruption = static_cast<std::atomic<Interruption*>*>(stepping)->load();
+    if (interruption == nullptr)
+        return 0;
+    if (interruption->cancel.load())
+        return 1;
+    if (interruption->deadline != std::chrono::steady_clock::time_point{} &&
+        std::chrono::steady_clock::now() >= interruption->deadline) {
+        interruption->timedOut = true;
+        return 1;
+    }
+    return 0;
 }
 
 // ------------------------------------------------------------ attachments

@@ -191,10 +191,32 @@ bool SqliteStatement::Bind(const backend::RowBuffer& set, backend::Diagnostics& 
     return true;
 }
 
+void SqliteStatement::StartClock() {
+    m_interruption.timedOut = false;
+    m_interruption.deadline = m_timeoutSeconds > 0 ? std::chrono::steady_clock::now() +
+                                                         std::chrono::seconds(m_timeoutSeconds)
+                                                   : std::chrono::steady_clock::time_point{};
+}
+
+void SqliteStatement::TellTimeOut(backend::Diagnostics& diag, size_t first) const {
+    if (!m_interruption.timedOut)
+        return;
+    for (size_t i = first; i < diag.size(); ++i)
+        if (diag[i].failure == backend::Failure::canceled) {
+            diag[i].failure = backend::Failure::timeout;
+            diag[i].sqlState = L"HYT00";
+            diag[i].message = L"The statement's time-out of " + std::to_wstring(m_timeoutSeconds) +
+                              L" s ran out.";
+        }
+}
+
 bool SqliteStatement::Execute(DBROWCOUNT& rowsAffected, bool& hasRows, backend::Diagnostics& diag) {
     m_connection.SyncAttachments();
     m_connection.TakeAttachMark();
+    StartClock();
+    const size_t first = diag.size();
     const bool ok = Run(rowsAffected, hasRows, diag);
+    TellTimeOut(diag, first);
     // The statements after the first, or a recompiled first one, may attach
     // too; and a failing text may have attached something before it failed.
     if (m_connection.TakeAttachMark() || m_attaches)
@@ -231,7 +253,7 @@ bool SqliteStatement::Run(DBROWCOUNT& rowsAffected, bool& hasRows, backend::Diag
     if (!m_pending && !EndSets(true, diag))
         return false;
     if (!m_rest.empty()) {
-        const CancelScope stepping(m_connection, m_cancel);
+        const CancelScope stepping(m_connection, m_interruption);
         int rc = sqlite3_exec(db, m_rest.c_str(), nullptr, nullptr, nullptr);
         if (rc != SQLITE_OK) {
             diag.push_back(MakeDiagnostic(db, rc, false));
@@ -323,6 +345,15 @@ bool SqliteStatement::EndSets(bool keep, backend::Diagnostics& diag) {
 
 backend::FetchResult SqliteStatement::Fetch(backend::RowBuffer* const rows[], size_t count,
                                             size_t& fetched, backend::Diagnostics& diag) {
+    StartClock();
+    const size_t first = diag.size();
+    const backend::FetchResult result = FetchRows(rows, count, fetched, diag);
+    TellTimeOut(diag, first);
+    return result;
+}
+
+backend::FetchResult SqliteStatement::FetchRows(backend::RowBuffer* const rows[], size_t count,
+                                                size_t& fetched, backend::Diagnostics& diag) {
     fetched = 0;
     if (m_stmt == nullptr)
         return backend::FetchResult::end;
@@ -494,21 +525,21 @@ bool SqliteStatement::OnlyReads() const {
 }
 
 bool SqliteStatement::Cancel() {
-    m_cancel.store(true);
+    m_interruption.cancel.store(true);
     return true;
 }
 
 void SqliteStatement::ResetCancel() {
-    m_cancel.store(false);
+    m_interruption.cancel.store(false);
 }
 
 int SqliteStatement::Step() {
-    const CancelScope stepping(m_connection, m_cancel);
+    const CancelScope stepping(m_connection, m_interruption);
     return sqlite3_step(m_stmt);
 }
 
 bool SqliteStatement::Canceled(backend::Diagnostics& diag) const {
-    if (!m_cancel.load())
+    if (!m_interruption.cancel.load())
         return false;
     diag.push_back(MakeDiagnostic(nullptr, SQLITE_INTERRUPT, false));
     return true;

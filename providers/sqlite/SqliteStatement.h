@@ -24,7 +24,10 @@ public:
                                backend::Diagnostics& diag) override;
     // The core stops fetching at maxRows itself; a time-out is not kept
     // (SQLite runs in the process, and Cancel ends a statement at once).
-    bool SetOptions(LONG, DBCOUNTITEM, backend::Diagnostics&) override { return true; }
+    bool SetOptions(LONG timeoutSeconds, DBCOUNTITEM, backend::Diagnostics&) override {
+        m_timeoutSeconds = timeoutSeconds;
+        return true;
+    }
     bool ReadLong(size_t row, size_t column, size_t offset, void* buffer, size_t cb, size_t& read,
                   backend::Diagnostics& diag) override;
     void CloseCursor() override;
@@ -33,6 +36,13 @@ public:
     bool OnlyReads() const override;
 
 private:
+    // The deadline of a call that begins now, from the statement's time-out.
+    void StartClock();
+    // Makes the interruptions of diag[first..] time-outs when the deadline
+    // ended them.
+    void TellTimeOut(backend::Diagnostics& diag, size_t first) const;
+    backend::FetchResult FetchRows(backend::RowBuffer* const rows[], size_t count, size_t& fetched,
+                                   backend::Diagnostics& diag);
     bool Run(DBROWCOUNT& rowsAffected, bool& hasRows, backend::Diagnostics& diag);
     // One sqlite3_step of the statement, ended early by Cancel.
     int Step();
@@ -60,7 +70,8 @@ private:
     size_t m_setCount = 0;
     bool m_pending = false; // a stepped row not yet handed out
     bool m_done = true;
-    std::atomic<bool> m_cancel{false}; // set by Cancel from any thread
+    Interruption m_interruption;       // Cancel's flag and the time-out's deadline
+    LONG m_timeoutSeconds = 0;         // of each Execute and Fetch; 0: none
     bool m_attaches = false;           // the prepared statement attaches or detaches
     bool m_setsOpen = false;           // the parameter sets' savepoint is open
     bool m_setsOwnTransaction = false; // and began the transaction itself
