@@ -70,7 +70,7 @@ using Diagnostics = std::vector<Diagnostic>;
 //
 // type is DBTYPE_NULL for SQL NULL, otherwise one of: DBTYPE_I8, DBTYPE_R8,
 // DBTYPE_BOOL (in i8, 0 or 1), DBTYPE_NUMERIC, DBTYPE_DBDATE, DBTYPE_DBTIME,
-// DBTYPE_DBTIMESTAMP (the fixed-size ones in the union), DBTYPE_WSTR (wide
+// DBTYPE_DBTIMESTAMP, DBTYPE_GUID (the fixed-size ones in the union), DBTYPE_WSTR (wide
 // text, length in bytes without a terminator) and DBTYPE_BYTES (length in
 // bytes). The bytes of WSTR and BYTES live in the owning RowBuffer at offset.
 // A long value that the cursor did not fetch with the row has deferred set;
@@ -87,6 +87,7 @@ struct Cell {
         DBDATE date;
         DBTIME time;
         DBTIMESTAMP timestamp;
+        GUID guid;
     } v{};
 };
 
@@ -179,6 +180,13 @@ public:
         c.deferred = false;
         c.length = sizeof(DBTIMESTAMP);
         c.v.timestamp = value;
+    }
+    void SetGuid(size_t column, const GUID& value) {
+        Cell& c = m_cells[column];
+        c.type = DBTYPE_GUID;
+        c.deferred = false;
+        c.length = sizeof(GUID);
+        c.v.guid = value;
     }
     void SetWide(size_t column, const wchar_t* text, size_t chars) {
         SetVariable(column, DBTYPE_WSTR, text, chars * sizeof(wchar_t));

@@ -155,8 +155,7 @@ ColumnPlan PlanColumn(const odbc::OdbcColumn& column) {
         info.scale = static_cast<BYTE>(std::max<std::int16_t>(column.decimalDigits, 0));
         break;
     case OdbcSqlType::guid:
-        // A GUID travels as its text form, which every consumer type reads.
-        text(36, true);
+        fixed(DBTYPE_GUID, sizeof(GUID), OdbcValueType::guid);
         break;
     case OdbcSqlType::char_:
     case OdbcSqlType::wchar:
@@ -246,9 +245,15 @@ void StoreFetched(const odbc::OdbcRowBlock& block, size_t slot, size_t blockRow,
         row.SetBytes(column, bytes.data(), bytes.size());
         break;
     }
-    case OdbcValueType::guid:
-        row.SetNull(column); // GUID columns are fetched as text (PlanColumn)
+    case OdbcValueType::guid: {
+        // ODBC's SQLGUID and GUID share their layout.
+        const odbc::OdbcGuid g = block.Guid(slot, blockRow);
+        GUID value;
+        static_assert(sizeof value == sizeof g);
+        std::memcpy(&value, &g, sizeof value);
+        row.SetGuid(column, value);
         break;
+    }
     }
 }
 

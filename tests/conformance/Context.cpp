@@ -36,6 +36,8 @@ public:
         std::filesystem::remove_all(m_dir, ignored);
     }
     std::string Name() const override { return "sqlite"; }
+    // Text is stored as given: no padding.
+    std::wstring CharText(const std::wstring& text, size_t) const override { return text; }
     CLSID ProviderClassId() const override { return CLSID_HDB_EMBEDDED; }
     std::wstring DataSource() const override { return m_file.wstring(); }
     bool ChecksPasswords() const override { return false; }
@@ -198,6 +200,11 @@ class MariaDbContext final : public ServerContext {
 public:
     using ServerContext::ServerContext;
     std::string Name() const override { return "mariadb"; }
+    std::wstring GuidType() const override { return L"UUID"; }
+    // The driver describes UUID columns as text.
+    std::wstring GuidText(const std::wstring& lowercase) const override { return lowercase; }
+    // CHAR values lose their trailing blanks (PAD_CHAR_TO_FULL_LENGTH is off).
+    std::wstring CharText(const std::wstring& text, size_t) const override { return text; }
     std::wstring TrueText() const override { return L"1"; } // BOOLEAN is TINYINT(1)
     std::wstring DoubleType() const override { return L"DOUBLE"; }
     std::wstring TimestampType() const override { return L"DATETIME(6)"; }
@@ -216,6 +223,7 @@ class PostgresContext final : public ServerContext {
 public:
     using ServerContext::ServerContext;
     std::string Name() const override { return "postgres"; }
+    std::wstring GuidType() const override { return L"UUID"; }
     std::wstring LongBinaryType() const override { return L"BYTEA"; }
     std::wstring BinaryLiteral(const std::wstring& hex) const override {
         return L"'\\x" + hex + L"'::bytea";

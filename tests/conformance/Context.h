@@ -6,6 +6,7 @@
 // own) that checks what the provider did.
 #pragma once
 
+#include <cwctype>
 #include <memory>
 #include <optional>
 #include <string>
@@ -42,6 +43,21 @@ public:
     virtual std::wstring TimestampType() const { return L"TIMESTAMP"; }
     virtual std::wstring LongTextType() const { return L"TEXT"; }
     virtual std::wstring LongBinaryType() const = 0;
+    // The type of unique identifiers; empty where the database has none.
+    virtual std::wstring GuidType() const { return L""; }
+    // A value of that type read as text: a GUID's braced form, or the
+    // database's own text where its driver describes the column as text.
+    virtual std::wstring GuidText(const std::wstring& lowercase) const {
+        std::wstring upper;
+        for (wchar_t c : lowercase)
+            upper += static_cast<wchar_t>(std::towupper(c));
+        return L"{" + upper + L"}";
+    }
+    // Text of a CHAR(width) column holding text, as the database returns it:
+    // padded with blanks where it keeps them.
+    virtual std::wstring CharText(const std::wstring& text, size_t width) const {
+        return text + std::wstring(width - text.size(), L' ');
+    }
     // A binary literal of the given bytes (hex digits).
     virtual std::wstring BinaryLiteral(const std::wstring& hex) const = 0;
     // A query that runs for about the given seconds.
