@@ -66,6 +66,17 @@ using Diagnostics = std::vector<Diagnostic>;
 
 // ------------------------------------------------------------ values
 
+// A long parameter value that the backend pulls in pieces while it executes
+// (ODBC's data at execution), so that it is never held whole by the core.
+class ParameterSource {
+public:
+    virtual ~ParameterSource() = default;
+    // Copies the value's next bytes, at most cb, into buffer; read receives
+    // how many, 0 at the end of the value. False when the value cannot be
+    // read (diag says why).
+    virtual bool Read(void* buffer, size_t cb, size_t& read, Diagnostics& diag) = 0;
+};
+
 // One typed value: a column value of a fetched row or a parameter value.
 //
 // type is DBTYPE_NULL for SQL NULL, otherwise one of: DBTYPE_I8, DBTYPE_R8,
@@ -74,7 +85,9 @@ using Diagnostics = std::vector<Diagnostic>;
 // text, length in bytes without a terminator) and DBTYPE_BYTES (length in
 // bytes). The bytes of WSTR and BYTES live in the owning RowBuffer at offset.
 // A long value that the cursor did not fetch with the row has deferred set;
-// its bytes come from Cursor::ReadLong.
+// its bytes come from Cursor::ReadLong. A parameter value with deferred set
+// is a DBTYPE_BYTES value whose bytes come from the ParameterSource in
+// v.source, read once, in order, during Execute.
 struct Cell {
     DBTYPE type = DBTYPE_NULL;
     bool deferred = false;
@@ -88,6 +101,7 @@ struct Cell {
         DBTIME time;
         DBTIMESTAMP timestamp;
         GUID guid;
+        ParameterSource* source;
     } v{};
 };
 
@@ -114,6 +128,7 @@ public:
     void Reset(size_t count) {
         m_cells.assign(count, Cell{});
         m_arena.clear();
+        m_sources.clear();
     }
     // Makes room for count cells whose contents are left as they were, and
     // empties the arena: for a writer that sets every cell anyway (a cursor
@@ -196,6 +211,16 @@ public:
     void SetBytes(size_t column, const void* data, size_t bytes) {
         SetVariable(column, DBTYPE_BYTES, data, bytes);
     }
+    // A binary parameter value to be read from source while the statement
+    // executes; the buffer keeps the source until it is reset.
+    void SetSource(size_t column, std::shared_ptr<ParameterSource> source) {
+        Cell& c = m_cells[column];
+        c = Cell{};
+        c.type = DBTYPE_BYTES;
+        c.deferred = true;
+        c.v.source = source.get();
+        m_sources.push_back(std::move(source));
+    }
     // A long value of the given type (WSTR or BYTES) left with the cursor.
     void SetDeferred(size_t column, DBTYPE type) {
         Cell& c = m_cells[column];
@@ -220,6 +245,7 @@ private:
 
     std::vector<Cell> m_cells;
     std::vector<BYTE, UninitialisedAllocator<BYTE>> m_arena;
+    std::vector<std::shared_ptr<ParameterSource>> m_sources;
 };
 
 // ------------------------------------------------------------ descriptions

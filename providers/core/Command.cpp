@@ -247,7 +247,8 @@ DBSTATUS ParameterCell(const DBBINDING& b, const BYTE* base, backend::RowBuffer&
         }
     }
     case DBTYPE_IUNKNOWN: {
-        // A stream handed in as the value: read it to its end.
+        // A stream handed in as the value: the backend reads it in pieces
+        // while the statement executes.
         auto* unknown = LoadAt<IUnknown*>(value);
         if (unknown == nullptr) {
             set.SetNull(col);
@@ -257,18 +258,7 @@ DBSTATUS ParameterCell(const DBBINDING& b, const BYTE* base, backend::RowBuffer&
         if (FAILED(unknown->QueryInterface(IID_ISequentialStream,
                                            reinterpret_cast<void**>(stream.Out()))))
             return DBSTATUS_E_CANTCONVERTVALUE;
-        std::vector<BYTE> bytes;
-        BYTE chunk[8192];
-        for (;;) {
-            ULONG read = 0;
-            HRESULT hr = stream->Read(chunk, sizeof chunk, &read);
-            if (FAILED(hr))
-                return DBSTATUS_E_CANTCONVERTVALUE;
-            bytes.insert(bytes.end(), chunk, chunk + read);
-            if (read == 0 || hr == S_FALSE)
-                break;
-        }
-        set.SetBytes(col, bytes.data(), bytes.size());
+        set.SetSource(col, std::make_shared<StreamSource>(std::move(stream)));
         return DBSTATUS_S_OK;
     }
     default:
@@ -278,6 +268,26 @@ DBSTATUS ParameterCell(const DBBINDING& b, const BYTE* base, backend::RowBuffer&
 }
 
 } // namespace
+
+StreamSource::StreamSource(ComPtr<ISequentialStream> stream) : m_stream(std::move(stream)) {}
+
+bool StreamSource::Read(void* buffer, size_t cb, size_t& read, backend::Diagnostics& diag) {
+    read = 0;
+    if (m_ended || cb == 0)
+        return true;
+    ULONG got = 0;
+    const HRESULT hr =
+        m_stream->Read(buffer, static_cast<ULONG>(std::min<size_t>(cb, ULONG_MAX)), &got);
+    if (FAILED(hr)) {
+        diag.push_back({L"The stream given as a parameter value could not be read.", L"HY000", 0,
+                        backend::Failure::general});
+        return false;
+    }
+    // A short read is not the end; only an empty one (or S_FALSE) is.
+    m_ended = got == 0 || hr == S_FALSE;
+    read = got;
+    return true;
+}
 
 Command::Command(Session* session)
     : m_session(session), m_props(RowsetPropertyDefs, RowsetPropertyCount) {}

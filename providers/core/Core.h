@@ -181,6 +181,18 @@ private:
 
 // ------------------------------------------------------------ command
 
+// A consumer's stream given as a parameter value, read by the backend in
+// pieces while the statement executes.
+class StreamSource final : public backend::ParameterSource {
+public:
+    explicit StreamSource(ComPtr<ISequentialStream> stream);
+    bool Read(void* buffer, size_t cb, size_t& read, backend::Diagnostics& diag) override;
+
+private:
+    ComPtr<ISequentialStream> m_stream;
+    bool m_ended = false;
+};
+
 class Command : public RefCounted,
                 public ICommandText,
                 public ICommandProperties,

@@ -119,11 +119,31 @@ bool BridgeStatement::BindParameters(const backend::RowBuffer* sets, size_t setC
         m_statement->BindParameters(nullptr);
         return true;
     }
+    m_sets = sets;
+    // Values given in pieces go to the driver at execution, as it asks.
+    m_arrays.SetChunkSource([this](std::size_t parameter, std::size_t set,
+                                   std::span<std::byte> buffer, std::size_t& filled,
+                                   odbc::OdbcDiagnostics& layer) {
+        backend::Diagnostics told;
+        const backend::Cell& cell = m_sets[set][parameter];
+        if (cell.v.source->Read(buffer.data(), buffer.size(), filled, told))
+            return true;
+        for (const backend::Diagnostic& d : told) {
+            odbc::OdbcDiagnostic piece;
+            piece.message = d.message;
+            piece.sqlState = d.sqlState;
+            piece.failure = odbc::OdbcFailure::general;
+            layer.push_back(std::move(piece));
+        }
+        return false;
+    });
     for (size_t p = 0; p < count; ++p) {
         // The parameter's type is that of its first value that is not NULL.
         backend::ParameterInfo info;
         for (size_t s = 0; s < setCount; ++s) {
             const backend::Cell& cell = sets[s][p];
+            if (cell.deferred)
+                info.size = ~DBLENGTH(0); // a long value
             if (cell.type != DBTYPE_NULL) {
                 info.type = cell.type;
                 if (cell.type == DBTYPE_NUMERIC) {

@@ -301,7 +301,8 @@ size_t AddParameter(odbc::OdbcParameterArrays& arrays, const backend::ParameterI
         break;
     case DBTYPE_BYTES:
         binding.type = OdbcValueType::binary;
-        binding.sqlType = OdbcSqlType::varbinary;
+        binding.sqlType =
+            info.size == ~DBLENGTH(0) ? OdbcSqlType::longVarbinary : OdbcSqlType::varbinary;
         break;
     default:
         binding.type = OdbcValueType::wideText;
@@ -317,6 +318,8 @@ bool PutParameter(odbc::OdbcParameterArrays& arrays, size_t parameter, size_t se
     const OdbcValueType type = arrays.Columns()[parameter].binding.type;
     if (cell.type == DBTYPE_NULL)
         return arrays.SetNull(parameter, set);
+    if (cell.deferred) // read from its source while the statement executes
+        return arrays.SetAtExecution(parameter, set);
     // A value of another type than the parameter's is sent in the
     // parameter's form, through the conversion engine.
     auto convert = [&](DBTYPE to, void* out, DBLENGTH room) {

@@ -104,6 +104,7 @@ private:
     bool m_described = false;
     std::vector<backend::ParameterInfo> m_params;
     odbc::OdbcParameterArrays m_arrays;
+    const backend::RowBuffer* m_sets = nullptr; // the bound sets, until Execute returns
     bool m_hasParameters = false;
 
     std::unique_ptr<odbc::OdbcRowBlock> m_block;

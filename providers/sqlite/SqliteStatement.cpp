@@ -134,6 +134,21 @@ bool SqliteStatement::BindParameters(const backend::RowBuffer* sets, size_t setC
     return true;
 }
 
+bool SqliteStatement::Gather(backend::ParameterSource& source, std::vector<BYTE>& bytes,
+                             backend::Diagnostics& diag) {
+    bytes.clear();
+    BYTE piece[65536];
+    for (size_t read = 1; read != 0;) {
+        if (!source.Read(piece, sizeof piece, read, diag))
+            return false;
+        bytes.insert(bytes.end(), piece, piece + read);
+    }
+    // An empty blob needs a pointer, or SQLite binds NULL.
+    if (bytes.empty())
+        bytes.reserve(1);
+    return true;
+}
+
 bool SqliteStatement::Bind(const backend::RowBuffer& set, backend::Diagnostics& diag) {
     sqlite3_clear_bindings(m_stmt);
     const int n = sqlite3_bind_parameter_count(m_stmt);
@@ -141,6 +156,7 @@ bool SqliteStatement::Bind(const backend::RowBuffer& set, backend::Diagnostics& 
         const backend::Cell& c = set[i];
         int rc = SQLITE_OK;
         std::string text;
+        std::vector<BYTE> blob;
         switch (c.type) {
         case DBTYPE_NULL:
             rc = sqlite3_bind_null(m_stmt, i + 1);
@@ -157,6 +173,13 @@ bool SqliteStatement::Bind(const backend::RowBuffer& set, backend::Diagnostics& 
                 ToUtf8(reinterpret_cast<const wchar_t*>(set.Data(c)), c.length / sizeof(wchar_t));
             break;
         case DBTYPE_BYTES:
+            if (c.deferred) {
+                // SQLite binds whole values: the pieces are gathered here.
+                if (!Gather(*c.v.source, blob, diag))
+                    return false;
+                rc = sqlite3_bind_blob64(m_stmt, i + 1, blob.data(), blob.size(), SQLITE_TRANSIENT);
+                break;
+            }
             // SQLite binds a blob without a pointer as NULL, so an empty one
             // is bound as what it is.
             rc = c.length == 0

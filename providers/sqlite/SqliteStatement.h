@@ -36,6 +36,9 @@ public:
     bool OnlyReads() const override;
 
 private:
+    // A value given in pieces, read whole (SQLite binds whole values).
+    static bool Gather(backend::ParameterSource& source, std::vector<BYTE>& bytes,
+                       backend::Diagnostics& diag);
     // The deadline of a call that begins now, from the statement's time-out.
     void StartClock();
     // Makes the interruptions of diag[first..] time-outs when the deadline

@@ -223,6 +223,10 @@ class PostgresContext final : public ServerContext {
 public:
     using ServerContext::ServerContext;
     std::string Name() const override { return "postgres"; }
+    std::wstring HexSlice(const std::wstring& column, size_t from, size_t count) const override {
+        return L"upper(encode(substring(" + column + L" from " + std::to_wstring(from) + L" for " +
+               std::to_wstring(count) + L"), 'hex'))";
+    }
     std::wstring GuidType() const override { return L"UUID"; }
     std::wstring LongBinaryType() const override { return L"BYTEA"; }
     std::wstring BinaryLiteral(const std::wstring& hex) const override {

@@ -60,6 +60,12 @@ public:
     }
     // A binary literal of the given bytes (hex digits).
     virtual std::wstring BinaryLiteral(const std::wstring& hex) const = 0;
+    // An expression of the upper-case hex digits of count bytes of a binary
+    // column from byte from (counted from 1).
+    virtual std::wstring HexSlice(const std::wstring& column, size_t from, size_t count) const {
+        return L"hex(substr(" + column + L", " + std::to_wstring(from) + L", " +
+               std::to_wstring(count) + L"))";
+    }
     // A query that runs for about the given seconds.
     virtual std::wstring SleepQuery(int seconds) const = 0;
     // A catalog the listing must hold.
