@@ -82,6 +82,22 @@ protected:
         CoTaskMemFree(sets);
         return value;
     }
+    // Runs a long query to its first row: the result of Execute, or of the
+    // first fetch when the database delivers a result at once and the read
+    // is what runs long.
+    static HRESULT RunToFirstRow(ICommandText* command) {
+        Ptr<IRowset> rowset;
+        HRESULT hr = command->Execute(nullptr, IID_IRowset, nullptr, nullptr, rowset.OutUnknown());
+        if (FAILED(hr))
+            return hr;
+        DBCOUNTITEM obtained = 0;
+        HROW* rows = nullptr;
+        hr = rowset->GetNextRows(DB_NULL_HCHAPTER, 0, 1, &obtained, &rows);
+        if (obtained)
+            rowset->ReleaseRows(obtained, rows, nullptr, nullptr, nullptr);
+        CoTaskMemFree(rows);
+        return hr;
+    }
     static std::string Describe(const std::vector<Record>& records) {
         std::string out;
         for (const auto& r : records)

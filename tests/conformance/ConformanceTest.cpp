@@ -229,17 +229,7 @@ TEST_P(Conformance, CancelFromAnotherThreadEndsALongQueryAndTheSessionGoesOn) {
     std::atomic<bool> done{false};
     HRESULT result = S_OK;
     std::thread runner([&] {
-        Ptr<IRowset> rowset;
-        result = command->Execute(nullptr, IID_IRowset, nullptr, nullptr, rowset.OutUnknown());
-        if (SUCCEEDED(result)) {
-            // A result delivered at once is read, and the read is what ends.
-            DBCOUNTITEM obtained = 0;
-            HROW* rows = nullptr;
-            result = rowset->GetNextRows(DB_NULL_HCHAPTER, 0, 1, &obtained, &rows);
-            if (obtained)
-                rowset->ReleaseRows(obtained, rows, nullptr, nullptr, nullptr);
-            CoTaskMemFree(rows);
-        }
+        result = RunToFirstRow(command.Get());
         done = true;
     });
     while (!done) {
