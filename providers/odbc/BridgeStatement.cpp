@@ -11,6 +11,7 @@
 // NULL is a NULL and a short value arrives whole.
 #include <algorithm>
 #include <cstring>
+#include <cwctype>
 
 #include "OdbcBackend.h"
 #include "StringConversion.h"
@@ -24,6 +25,36 @@ constexpr size_t None = static_cast<size_t>(-1);
 constexpr size_t FirstBytes = 16 * 1024;
 // UTF-16 units one text piece asks the layer for.
 constexpr size_t PieceUnits = 8 * 1024;
+
+// The upper-case words of text outside literals, quoted names and comments.
+std::vector<std::wstring> WordsOf(const std::wstring& text) {
+    std::vector<std::wstring> words;
+    std::wstring word;
+    auto endWord = [&] {
+        if (!word.empty())
+            words.push_back(std::exchange(word, {}));
+    };
+    for (size_t i = 0; i < text.size(); ++i) {
+        const wchar_t c = text[i];
+        if (std::iswalnum(c) || c == L'_') {
+            word += static_cast<wchar_t>(std::towupper(c));
+            continue;
+        }
+        endWord();
+        if (c == L'\'' || c == L'"' || c == L'`') {
+            const size_t end = text.find(c, i + 1);
+            i = end == std::wstring::npos ? text.size() : end;
+        } else if (c == L'-' && i + 1 < text.size() && text[i + 1] == L'-') {
+            const size_t end = text.find(L'\n', i);
+            i = end == std::wstring::npos ? text.size() : end;
+        } else if (c == L'/' && i + 1 < text.size() && text[i + 1] == L'*') {
+            const size_t end = text.find(L"*/", i + 2);
+            i = end == std::wstring::npos ? text.size() : end + 1;
+        }
+    }
+    endWord();
+    return words;
+}
 
 } // namespace
 
@@ -434,6 +465,16 @@ void BridgeStatement::CloseCursor() {
     m_blockRowOf.clear();
     m_prefix.clear();
     m_pending.clear();
+}
+
+// Only a plain SELECT may run again when a rowset goes back to rows it
+// passed: SELECT ... INTO stores its result, and any other statement (a WITH
+// may hold a DELETE) may change data. Functions with side effects inside a
+// SELECT are the caller's to avoid in a rowset that moves back.
+bool BridgeStatement::OnlyReads() const {
+    const std::vector<std::wstring> words = WordsOf(m_text);
+    return !words.empty() && words.front() == L"SELECT" &&
+           std::find(words.begin(), words.end(), L"INTO") == words.end();
 }
 
 bool BridgeStatement::Cancel() {

@@ -69,6 +69,7 @@ public:
     bool ReadLong(size_t row, size_t column, size_t offset, void* buffer, size_t cb, size_t& read,
                   backend::Diagnostics& diag) override;
     void CloseCursor() override;
+    bool OnlyReads() const override;
     bool Cancel() override;
     void ResetCancel() override {}
 
