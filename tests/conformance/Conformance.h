@@ -40,16 +40,22 @@ protected:
             m_context->CheckerExec(L"DROP TABLE IF EXISTS " + m_table);
     }
 
-    // A data source of the backend, initialised with the given password.
-    Ptr<IDBInitialize> Open(const std::wstring& password, HRESULT* result = nullptr) {
+    // An uninitialised data source of the backend's provider.
+    Ptr<IDBInitialize> Create() {
         Ptr<IDBInitialize> dso;
         EXPECT_EQ(CoCreateInstance(m_context->ProviderClassId(), nullptr, CLSCTX_INPROC_SERVER,
                                    IID_IDBInitialize, dso.OutVoid()),
                   S_OK);
-        if (!dso)
-            return dso;
-        Ptr<IDBProperties> props = dso.As<IDBProperties>(IID_IDBProperties);
-        const std::wstring source = m_context->DataSource(), user = m_context->User();
+        return dso;
+    }
+    // Sets the backend's initialisation properties on dso (another data
+    // source text when given) and initialises it: the result of Initialize.
+    HRESULT Initialise(IDBInitialize* dso, const std::wstring& password,
+                       const std::wstring& dataSource = L"") {
+        Ptr<IDBProperties> props;
+        dso->QueryInterface(IID_IDBProperties, props.OutVoid());
+        const std::wstring source = dataSource.empty() ? m_context->DataSource() : dataSource;
+        const std::wstring user = m_context->User();
         DBPROP p[4] = {Prop(DBPROP_INIT_DATASOURCE, Text(source.c_str())),
                        Prop(DBPROP_AUTH_USERID, Text(user.c_str())),
                        Prop(DBPROP_AUTH_PASSWORD, Text(password.c_str())),
@@ -58,7 +64,14 @@ protected:
         EXPECT_EQ(props->SetProperties(1, &set), S_OK);
         for (auto& prop : p)
             VariantClear(&prop.vValue);
-        const HRESULT hr = dso->Initialize();
+        return dso->Initialize();
+    }
+    // A data source of the backend, initialised with the given password.
+    Ptr<IDBInitialize> Open(const std::wstring& password, HRESULT* result = nullptr) {
+        Ptr<IDBInitialize> dso = Create();
+        if (!dso)
+            return dso;
+        const HRESULT hr = Initialise(dso.Get(), password);
         if (result != nullptr)
             *result = hr;
         else
@@ -68,19 +81,40 @@ protected:
     // A property of the data source, as GetProperties answers it (the caller
     // clears it).
     VARIANT DataSourceProperty(const GUID& set, DBPROPID id) {
-        Ptr<IDBProperties> props = m_dso.As<IDBProperties>(IID_IDBProperties);
+        return PropertyOf(m_dso.Get(), set, id);
+    }
+    // A property of a data source, empty when it has none; result gets the
+    // result of GetProperties.
+    static VARIANT PropertyOf(IDBInitialize* dso, const GUID& set, DBPROPID id,
+                              HRESULT* result = nullptr) {
+        Ptr<IDBProperties> props;
+        dso->QueryInterface(IID_IDBProperties, props.OutVoid());
         DBPROPIDSET which{&id, 1, set};
         ULONG count = 0;
         DBPROPSET* sets = nullptr;
         VARIANT value;
         VariantInit(&value);
-        EXPECT_EQ(props->GetProperties(1, &which, &count, &sets), S_OK);
+        const HRESULT hr = props->GetProperties(1, &which, &count, &sets);
+        if (result != nullptr)
+            *result = hr;
+        else
+            EXPECT_EQ(hr, S_OK);
         if (sets == nullptr)
             return value;
-        value = sets[0].rgProperties[0].vValue;
+        if (sets[0].cProperties == 1)
+            value = sets[0].rgProperties[0].vValue;
         CoTaskMemFree(sets[0].rgProperties);
         CoTaskMemFree(sets);
         return value;
+    }
+    // The rowset of a query, or nothing (a failure of the test).
+    Ptr<IRowset> OpenRowset(const std::wstring& sql) {
+        Ptr<ICommandText> command = NewCommand(m_session.Get(), sql);
+        Ptr<IRowset> rowset;
+        EXPECT_EQ(command->Execute(nullptr, IID_IRowset, nullptr, nullptr, rowset.OutUnknown()),
+                  S_OK)
+            << Describe(TakeErrorRecords());
+        return rowset;
     }
     // Runs a long query to its first row: the result of Execute, or of the
     // first fetch when the database delivers a result at once and the read

@@ -41,6 +41,9 @@ public:
     CLSID ProviderClassId() const override { return CLSID_HDB_EMBEDDED; }
     std::wstring DataSource() const override { return m_file.wstring(); }
     bool ChecksPasswords() const override { return false; }
+    std::wstring UnreachableDataSource() const override {
+        return L"/nonexistent-hdb-dir/sub/data.db";
+    }
     std::wstring DoubleType() const override { return L"DOUBLE"; }
     std::wstring LongBinaryType() const override { return L"BLOB"; }
     std::wstring BinaryLiteral(const std::wstring& hex) const override {
@@ -127,6 +130,14 @@ public:
         }
         return rest;
     }
+    // The same server on a port where nothing listens.
+    std::wstring UnreachableDataSource() const override {
+        std::wstring text = DataSource();
+        const size_t at = text.find(L"PORT=");
+        if (at != std::wstring::npos)
+            text.replace(at + 5, text.find(L';', at) - at - 5, L"1");
+        return text;
+    }
     std::wstring User() const override { return Attribute(L"UID"); }
     std::wstring Password() const override { return Attribute(L"PWD"); }
 
@@ -200,6 +211,9 @@ class MariaDbContext final : public ServerContext {
 public:
     using ServerContext::ServerContext;
     std::string Name() const override { return "mariadb"; }
+    std::wstring Quoted(const std::wstring& name) const override { return L'`' + name + L'`'; }
+    // Its driver states a refused connection only as a general error.
+    std::wstring ConnectFailureState() const override { return L"HY000"; }
     std::wstring GuidType() const override { return L"UUID"; }
     // The driver describes UUID columns as text.
     std::wstring GuidText(const std::wstring& lowercase) const override { return lowercase; }
@@ -223,6 +237,10 @@ class PostgresContext final : public ServerContext {
 public:
     using ServerContext::ServerContext;
     std::string Name() const override { return "postgres"; }
+    // The server's own states, which its driver passes on.
+    std::wstring MissingTableState() const override { return L"42P01"; }
+    std::wstring SyntaxErrorState() const override { return L"42601"; }
+    std::wstring UniqueViolationState() const override { return L"23505"; }
     std::wstring HexSlice(const std::wstring& column, size_t from, size_t count) const override {
         return L"upper(encode(substring(" + column + L" from " + std::to_wstring(from) + L" for " +
                std::to_wstring(count) + L"), 'hex'))";

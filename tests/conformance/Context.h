@@ -32,6 +32,17 @@ public:
     virtual std::wstring Password() const { return L""; }
     // Whether a wrong password is refused (a file database has none).
     virtual bool ChecksPasswords() const { return true; }
+    // A data source text naming a database that cannot be reached.
+    virtual std::wstring UnreachableDataSource() const = 0;
+    // The SQL state of the record a failed connect leaves.
+    virtual std::wstring ConnectFailureState() const { return L"08001"; }
+    // The SQL state of a statement on a table that does not exist.
+    virtual std::wstring MissingTableState() const { return L"42S02"; }
+    // The SQL states of a syntax error and of a duplicate key.
+    virtual std::wstring SyntaxErrorState() const { return L"42000"; }
+    virtual std::wstring UniqueViolationState() const { return L"23000"; }
+    // name as a quoted identifier of this database's SQL.
+    virtual std::wstring Quoted(const std::wstring& name) const { return L'"' + name + L'"'; }
 
     // Column types of the suite's tables, in this database's SQL.
     virtual std::wstring BigIntType() const { return L"BIGINT"; }
