@@ -67,7 +67,10 @@ TEST_P(Conformance, LongValuesOfALaterRowOfABatchComeThroughStreams) {
     const Context& c = *m_context;
     m_context->CheckerExec(L"CREATE TABLE " + m_table + L" (id INTEGER, body " + c.LongTextType() +
                            L", data " + c.LongBinaryType() + L")");
-    auto text = [](int row) { return std::wstring(30000 + row, static_cast<wchar_t>(L'a' + row)); };
+    // Each text ends in a character beyond ASCII.
+    auto text = [](int row) {
+        return std::wstring(30000 + row, static_cast<wchar_t>(L'a' + row)) + L"\u20AC";
+    };
     auto hex = [](int row) {
         std::wstring out;
         for (int i = 0; i < 12000 + row; ++i)

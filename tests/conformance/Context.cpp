@@ -45,6 +45,9 @@ public:
         return L"/nonexistent-hdb-dir/sub/data.db";
     }
     std::wstring DoubleType() const override { return L"DOUBLE"; }
+    // The declared type decides: INTEGER may hold any 64-bit value.
+    DBTYPE IntegerColumnType() const override { return DBTYPE_I8; }
+    DBTYPE SmallIntColumnType() const override { return DBTYPE_I2; }
     std::wstring LongBinaryType() const override { return L"BLOB"; }
     std::wstring BinaryLiteral(const std::wstring& hex) const override {
         return L"X'" + hex + L"'";

@@ -46,6 +46,11 @@ public:
 
     // Column types of the suite's tables, in this database's SQL.
     virtual std::wstring BigIntType() const { return L"BIGINT"; }
+    // How INTEGER and SMALLINT columns are described: the bridge gives any
+    // integer narrower than BIGINT four bytes, which also holds the unsigned
+    // ones of its size.
+    virtual DBTYPE IntegerColumnType() const { return DBTYPE_I4; }
+    virtual DBTYPE SmallIntColumnType() const { return DBTYPE_I4; }
     virtual std::wstring DoubleType() const { return L"DOUBLE PRECISION"; }
     virtual std::wstring BoolType() const { return L"BOOLEAN"; }
     // TRUE of that type read as text: "True" where it is a boolean, "1"
