@@ -198,33 +198,6 @@ TEST_P(Conformance, ParameterSetsOfOneAndManyAreStoredAsGiven) {
     command.As<IAccessor>(IID_IAccessor)->ReleaseAccessor(accessor, nullptr);
 }
 
-TEST_P(Conformance, EmptyTextAndBinaryStayValuesNotNull) {
-    Run(L"CREATE TABLE " + m_table + L" (id INTEGER, s VARCHAR(10), b " +
-        m_context->LongBinaryType() + L")");
-    Ptr<ICommandText> command =
-        NewCommand(m_session.Get(), L"INSERT INTO " + m_table + L" VALUES (?, ?, ?)");
-    Layout layout;
-    layout.Add(1, DBTYPE_I4, sizeof(LONG));
-    layout.Add(2, DBTYPE_WSTR, 11 * sizeof(wchar_t));
-    layout.Add(3, DBTYPE_BYTES, 8);
-    const HACCESSOR accessor = layout.Create(command.Get(), DBACCESSOR_PARAMETERDATA);
-    std::vector<BYTE> data(layout.Size(), 0);
-    for (size_t i = 0; i < 3; ++i)
-        layout.Status(data.data(), i) = DBSTATUS_S_OK;
-    layout.Value<LONG>(data.data(), 0) = 1;
-    DBPARAMS params{data.data(), 1, accessor};
-    EXPECT_EQ(command->Execute(nullptr, IID_NULL, &params, nullptr, nullptr), S_OK)
-        << Describe(TakeErrorRecords());
-    command.As<IAccessor>(IID_IAccessor)->ReleaseAccessor(accessor, nullptr);
-    m_context->CheckerExec(L"INSERT INTO " + m_table + L" (id, s) VALUES (2, '')");
-
-    EXPECT_EQ(m_context->CheckerQuery(L"SELECT count(*) FROM " + m_table +
-                                      L" WHERE s IS NOT NULL AND b IS NOT NULL"),
-              (std::vector<Row>{{L"1"}}));
-    EXPECT_EQ(Query(m_session.Get(), L"SELECT s FROM " + m_table + L" ORDER BY id"),
-              (std::vector<Row>{{L""}, {L""}}));
-}
-
 TEST_P(Conformance, CancelFromAnotherThreadEndsALongQueryAndTheSessionGoesOn) {
     Ptr<ICommandText> command = NewCommand(m_session.Get(), m_context->SleepQuery(3));
     std::atomic<bool> done{false};
