@@ -195,7 +195,7 @@ bool BridgeStatement::BindParameters(const backend::RowBuffer* sets, size_t setC
 }
 
 bool BridgeStatement::Execute(DBROWCOUNT& rowsAffected, bool& hasRows, backend::Diagnostics& diag) {
-    if (!Ready(diag))
+    if (!Ready(diag) || StoppedByCancel(diag))
         return false;
     CloseCursor();
     const bool several = m_hasParameters && m_arrays.SetCount() > 1;
@@ -282,6 +282,8 @@ backend::FetchResult BridgeStatement::Fetch(backend::RowBuffer* const rows[], si
     m_layerRow = m_layerColumn = None;
     if (!m_cursorOpen || count == 0)
         return backend::FetchResult::end;
+    if (StoppedByCancel(diag))
+        return backend::FetchResult::error;
     odbc::OdbcDiagnostics layer;
     if (!m_blockBound) {
         m_block = std::make_unique<odbc::OdbcRowBlock>(std::max<size_t>(count, 1));
@@ -477,7 +479,15 @@ bool BridgeStatement::OnlyReads() const {
            std::find(words.begin(), words.end(), L"INTO") == words.end();
 }
 
+bool BridgeStatement::StoppedByCancel(backend::Diagnostics& diag) const {
+    if (!m_canceled)
+        return false;
+    diag.push_back({L"Operation canceled.", L"HY008", 0, backend::Failure::canceled});
+    return true;
+}
+
 bool BridgeStatement::Cancel() {
+    m_canceled = true;
     odbc::OdbcDiagnostics layer;
     return m_statement && m_statement->Cancel(layer);
 }

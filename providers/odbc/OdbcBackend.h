@@ -4,6 +4,7 @@
 // the layer's plain-type headers, never the unixODBC ones.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <memory>
 #include <string>
@@ -71,10 +72,12 @@ public:
     void CloseCursor() override;
     bool OnlyReads() const override;
     bool Cancel() override;
-    void ResetCancel() override {}
+    void ResetCancel() override { m_canceled = false; }
 
 private:
     bool Ready(backend::Diagnostics& diag) const;
+    // Adds the record of a cancel that came before this call; whether one did.
+    bool StoppedByCancel(backend::Diagnostics& diag) const;
     bool Describe(backend::Diagnostics& diag);
     // Several parameter sets take effect together or not at all. Drivers run
     // an array set by set and keep what the sets before a failing one did
@@ -111,6 +114,9 @@ private:
     std::unique_ptr<odbc::OdbcRowBlock> m_block;
     std::vector<size_t> m_slotOf; // block slot per column; npos for long columns
     bool m_cursorOpen = false;
+    // Set by Cancel until the next execution: a driver's cancel reaches only
+    // a call running at that moment, so the calls after it check this.
+    std::atomic<bool> m_canceled{false};
     bool m_blockBound = false;
     size_t m_blockNext = 0; // next undelivered row of the block
 
