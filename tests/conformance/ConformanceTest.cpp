@@ -1,10 +1,7 @@
 // Provider scenarios written once against the OLE DB interfaces and run on
 // every backend; what the provider wrote is read back, and what it reads was
 // written, by the backend's independent client.
-#include <atomic>
 #include <cstring>
-#include <chrono>
-#include <thread>
 
 #include "conformance/Conformance.h"
 
@@ -196,27 +193,6 @@ TEST_P(Conformance, ParameterSetsOfOneAndManyAreStoredAsGiven) {
     EXPECT_EQ(Query(m_session.Get(), L"SELECT at, note FROM " + m_table + L" WHERE id = 4"),
               (std::vector<Row>{{L"2024-02-29 23:59:04.005000000", L"n\u00f6te"}}));
     command.As<IAccessor>(IID_IAccessor)->ReleaseAccessor(accessor, nullptr);
-}
-
-TEST_P(Conformance, CancelFromAnotherThreadEndsALongQueryAndTheSessionGoesOn) {
-    Ptr<ICommandText> command = NewCommand(m_session.Get(), m_context->SleepQuery(3));
-    std::atomic<bool> done{false};
-    HRESULT result = S_OK;
-    std::thread runner([&] {
-        result = RunToFirstRow(command.Get());
-        done = true;
-    });
-    while (!done) {
-        command->Cancel();
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    }
-    runner.join();
-    EXPECT_EQ(result, DB_E_CANCELED);
-    Ptr<ICommandText> next = NewCommand(m_session.Get(), L"SELECT 42");
-    Ptr<IRowset> rowset;
-    ASSERT_EQ(next->Execute(nullptr, IID_IRowset, nullptr, nullptr, rowset.OutUnknown()), S_OK)
-        << Describe(TakeErrorRecords());
-    EXPECT_EQ(ReadAll(rowset.Get()), (std::vector<Row>{{L"42"}}));
 }
 
 } // namespace
