@@ -211,6 +211,7 @@ bool BridgeStatement::Execute(DBROWCOUNT& rowsAffected, bool& hasRows, backend::
         EndTransactionOfDeadlock(diag);
         return false;
     }
+    FollowTransactionEnd();
     hasRows = execution.hasResult;
     rowsAffected = hasRows || execution.rowCount < 0 ? DB_COUNTUNAVAILABLE
                                                      : static_cast<DBROWCOUNT>(execution.rowCount);
@@ -220,6 +221,24 @@ bool BridgeStatement::Execute(DBROWCOUNT& rowsAffected, bool& hasRows, backend::
         return false;
     }
     return true;
+}
+
+// A COMMIT or ROLLBACK of the caller's own SQL ends the transaction without
+// the driver knowing: the connection goes back to statements that commit by
+// themselves, as it would after the session's own commit. A rollback to a
+// savepoint keeps the transaction.
+void BridgeStatement::FollowTransactionEnd() {
+    if (m_connection->Autocommit())
+        return;
+    const std::vector<std::wstring> words = WordsOf(m_text);
+    if (words.empty())
+        return;
+    const bool ends =
+        words[0] == L"COMMIT" || words[0] == L"END" ||
+        (words[0] == L"ROLLBACK" && std::find(words.begin(), words.end(), L"TO") == words.end());
+    odbc::OdbcDiagnostics ignored;
+    if (ends)
+        m_connection->SetAutocommit(true, ignored);
 }
 
 void BridgeStatement::EndTransactionOfDeadlock(backend::Diagnostics& diag) {

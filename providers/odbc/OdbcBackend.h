@@ -78,6 +78,7 @@ private:
     bool Ready(backend::Diagnostics& diag) const;
     // Adds the record of a cancel that came before this call; whether one did.
     bool StoppedByCancel(backend::Diagnostics& diag) const;
+    void FollowTransactionEnd();
     bool Describe(backend::Diagnostics& diag);
     // Several parameter sets take effect together or not at all. Drivers run
     // an array set by set and keep what the sets before a failing one did
