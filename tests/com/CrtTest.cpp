@@ -82,7 +82,7 @@ TEST(WindowsFormat, PointersNullTextAndZeroPaddedText) {
     EXPECT_EQ(L"000ab", Wide(L"%05s", L"ab"));
 }
 
-TEST(WindowsFormat, InvalidSpecificationsAreWrittenLiterally) {
+TEST(WindowsFormat, InvalidConversionDirectivesAreWrittenLiterally) {
     EXPECT_EQ(L"100% sure", Wide(L"100%% sure"));
     EXPECT_EQ(L"%y then 5", Wide(L"%y then %d", 5));
     EXPECT_EQ(L"end %", Wide(L"end %"));
