@@ -45,11 +45,7 @@ TEST_P(Conformance, CancelFromAnotherThreadEndsALongQueryAndTheSessionGoesOn) {
 }
 
 TEST_P(Conformance, CancellingOneStatementLeavesTheSessionsOthersAlone) {
-    std::wstring values;
-    for (int i = 1; i <= 100; ++i)
-        values += (i > 1 ? L", (" : L"(") + std::to_wstring(i) + L")";
-    m_context->CheckerExec(L"CREATE TABLE " + m_table + L" (id INTEGER)");
-    m_context->CheckerExec(L"INSERT INTO " + m_table + L" VALUES " + values);
+    CreateNumbers(L"id", 100);
     const std::wstring hundred = L"SELECT id FROM " + m_table + L" ORDER BY id";
     Ptr<ICommandText> first = NewCommand(m_session.Get(), hundred);
     Ptr<ICommandText> second = NewCommand(m_session.Get(), hundred);

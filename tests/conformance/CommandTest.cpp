@@ -26,11 +26,7 @@ TEST_P(Conformance, StatementsCountTheirRowsAndQueriesReadWhatTheDatabaseHolds) 
 }
 
 TEST_P(Conformance, QueriesAreReadInBatchesOfHandlesToTheirEnd) {
-    std::wstring values;
-    for (int i = 1; i <= 45; ++i)
-        values += (i > 1 ? L", (" : L"(") + std::to_wstring(i) + L")";
-    m_context->CheckerExec(L"CREATE TABLE " + m_table + L" (v INTEGER)");
-    m_context->CheckerExec(L"INSERT INTO " + m_table + L" VALUES " + values);
+    CreateNumbers(L"v", 45);
     const struct {
         const wchar_t* where;
         size_t rows, batches;
@@ -73,14 +69,7 @@ TEST_P(Conformance, APreparedCommandDescribesItselfAndWaitsForItsOpenRowset) {
     EXPECT_EQ(info[1].ulColumnSize, 8u);
     CoTaskMemFree(info);
     CoTaskMemFree(names);
-    DB_UPARAMS parameters = 0;
-    DBPARAMINFO* parameterInfo = nullptr;
-    ASSERT_EQ(command.As<ICommandWithParameters>(IID_ICommandWithParameters)
-                  ->GetParameterInfo(&parameters, &parameterInfo, &names),
-              S_OK);
-    EXPECT_EQ(parameters, 1u);
-    CoTaskMemFree(parameterInfo);
-    CoTaskMemFree(names);
+    EXPECT_EQ(ParameterCount(command.Get()), 1u);
 
     // The command runs again only once its rowset is gone.
     Layout layout;
@@ -95,11 +84,13 @@ TEST_P(Conformance, APreparedCommandDescribesItselfAndWaitsForItsOpenRowset) {
               DB_E_OBJECTOPEN);
     rowset.Reset();
     ASSERT_EQ(command->Execute(nullptr, IID_IRowset, &params, nullptr, second.OutUnknown()), S_OK);
-    // The rowset names the command that made it.
-    Ptr<IUnknown> maker;
-    Ptr<IRowsetInfo> about = second.As<IRowsetInfo>(IID_IRowsetInfo);
-    ASSERT_EQ(about->GetSpecification(IID_ICommand, maker.Out()), S_OK);
-    EXPECT_TRUE(maker);
+    {
+        // The rowset names the command that made it.
+        Ptr<IUnknown> maker;
+        Ptr<IRowsetInfo> about = second.As<IRowsetInfo>(IID_IRowsetInfo);
+        ASSERT_EQ(about->GetSpecification(IID_ICommand, maker.Out()), S_OK);
+        EXPECT_TRUE(maker);
+    }
     second.Reset();
     command.As<IAccessor>(IID_IAccessor)->ReleaseAccessor(accessor, nullptr);
     // An empty text is no command.

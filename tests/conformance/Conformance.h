@@ -116,6 +116,28 @@ protected:
             << Describe(TakeErrorRecords());
         return rowset;
     }
+    // Makes the fixture's table with one integer column holding 1..count,
+    // written by the independent client.
+    void CreateNumbers(const std::wstring& column, int count) {
+        std::wstring values;
+        for (int i = 1; i <= count; ++i)
+            values += (i > 1 ? L", (" : L"(") + std::to_wstring(i) + L")";
+        m_context->CheckerExec(L"CREATE TABLE " + m_table + L" (" + column + L" INTEGER)");
+        m_context->CheckerExec(L"INSERT INTO " + m_table + L" VALUES " + values);
+    }
+    // How many parameters the command describes.
+    static DB_UPARAMS ParameterCount(ICommandText* command) {
+        Ptr<ICommandWithParameters> parameters;
+        EXPECT_EQ(command->QueryInterface(IID_ICommandWithParameters, parameters.OutVoid()), S_OK);
+        DB_UPARAMS count = 0;
+        DBPARAMINFO* info = nullptr;
+        OLECHAR* names = nullptr;
+        if (parameters)
+            EXPECT_EQ(parameters->GetParameterInfo(&count, &info, &names), S_OK);
+        CoTaskMemFree(info);
+        CoTaskMemFree(names);
+        return count;
+    }
     // Runs a long query to its first row: the result of Execute, or of the
     // first fetch when the database delivers a result at once and the read
     // is what runs long.

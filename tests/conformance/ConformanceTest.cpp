@@ -131,15 +131,7 @@ TEST_P(Conformance, ParameterSetsOfOneAndManyAreStoredAsGiven) {
         NewCommand(m_session.Get(), L"INSERT INTO " + m_table + L" VALUES (?, ?, ?, ?, ?, ?, ?)");
     ASSERT_EQ(command.As<ICommandPrepare>(IID_ICommandPrepare)->Prepare(3), S_OK)
         << Describe(TakeErrorRecords());
-    DB_UPARAMS count = 0;
-    DBPARAMINFO* info = nullptr;
-    OLECHAR* names = nullptr;
-    ASSERT_EQ(command.As<ICommandWithParameters>(IID_ICommandWithParameters)
-                  ->GetParameterInfo(&count, &info, &names),
-              S_OK);
-    EXPECT_EQ(count, 7u);
-    CoTaskMemFree(info);
-    CoTaskMemFree(names);
+    EXPECT_EQ(ParameterCount(command.Get()), 7u);
     Layout layout;
     layout.Add(1, DBTYPE_I4, sizeof(LONG));
     layout.Add(2, DBTYPE_NUMERIC, sizeof(DB_NUMERIC)).bScale = 3;

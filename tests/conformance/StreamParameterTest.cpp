@@ -1,7 +1,6 @@
 // A long value given as a stream parameter reaches the database whole and
 // exact on every backend; the providers read the stream while the statement
 // executes (ODBC's data at execution on the servers).
-#include <atomic>
 #include <cstdio>
 
 #include "conformance/Conformance.h"
@@ -9,50 +8,31 @@
 namespace conformance {
 namespace {
 
-// A stream of size bytes of a fixed pattern, made as it is read.
-class PatternStream final : public ISequentialStream {
-public:
-    explicit PatternStream(size_t size) : m_size(size) {}
-    static BYTE At(size_t position) { return static_cast<BYTE>(position * 7 % 251); }
+// The byte at a position of the values the test streams.
+BYTE PatternAt(size_t position) {
+    return static_cast<BYTE>(position * 7 % 251);
+}
 
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** ppv) override {
-        if (riid != IID_IUnknown && riid != IID_ISequentialStream) {
-            *ppv = nullptr;
-            return E_NOINTERFACE;
-        }
-        *ppv = static_cast<ISequentialStream*>(this);
-        AddRef();
-        return S_OK;
-    }
-    ULONG STDMETHODCALLTYPE AddRef() override { return ++m_refs; }
-    ULONG STDMETHODCALLTYPE Release() override {
-        const ULONG left = --m_refs;
-        if (left == 0)
-            delete this;
-        return left;
-    }
-    HRESULT STDMETHODCALLTYPE Read(void* buffer, ULONG cb, ULONG* read) override {
-        const size_t n = std::min<size_t>(cb, m_size - m_position);
-        for (size_t i = 0; i < n; ++i)
-            static_cast<BYTE*>(buffer)[i] = At(m_position + i);
-        m_position += n;
-        if (read != nullptr)
-            *read = static_cast<ULONG>(n);
-        return n < cb ? S_FALSE : S_OK;
-    }
-    HRESULT STDMETHODCALLTYPE Write(const void*, ULONG, ULONG*) override { return E_NOTIMPL; }
-
-private:
-    std::atomic<ULONG> m_refs{1};
-    const size_t m_size;
-    size_t m_position = 0;
-};
+// A stream of size pattern bytes, positioned at its start (the platform's
+// memory stream).
+Ptr<IStream> PatternStream(size_t size) {
+    std::vector<BYTE> bytes(size);
+    for (size_t i = 0; i < size; ++i)
+        bytes[i] = PatternAt(i);
+    Ptr<IStream> stream;
+    EXPECT_EQ(CreateStreamOnHGlobal(nullptr, TRUE, stream.Out()), S_OK);
+    ULONG written = 0;
+    if (size != 0)
+        EXPECT_EQ(stream->Write(bytes.data(), static_cast<ULONG>(size), &written), S_OK);
+    EXPECT_EQ(stream->Seek(LARGE_INTEGER{}, STREAM_SEEK_SET, nullptr), S_OK);
+    return stream;
+}
 
 std::wstring Hex(size_t from, size_t count) {
     std::wstring out;
     wchar_t digits[3];
     for (size_t i = 0; i < count; ++i) {
-        std::swprintf(digits, 3, L"%02X", PatternStream::At(from + i));
+        std::swprintf(digits, 3, L"%02X", PatternAt(from + i));
         out += digits;
     }
     return out;
@@ -73,12 +53,11 @@ TEST_P(Conformance, AStreamParameterArrivesWholeAndExact) {
         std::vector<BYTE> data(layout.Size(), 0);
         layout.Status(data.data(), 0) = layout.Status(data.data(), 1) = DBSTATUS_S_OK;
         layout.Value<LONG>(data.data(), 0) = static_cast<LONG>(i + 1);
-        auto* stream = new PatternStream(sizes[i]);
-        layout.Value<IUnknown*>(data.data(), 1) = stream;
+        Ptr<IStream> stream = PatternStream(sizes[i]);
+        layout.Value<IUnknown*>(data.data(), 1) = stream.Get();
         DBPARAMS params{data.data(), 1, accessor};
         EXPECT_EQ(command->Execute(nullptr, IID_NULL, &params, nullptr, nullptr), S_OK)
             << Describe(TakeErrorRecords());
-        stream->Release();
     }
     command.As<IAccessor>(IID_IAccessor)->ReleaseAccessor(accessor, nullptr);
     const size_t size = sizes[0], middle = 1024 * 1024 - 2;
