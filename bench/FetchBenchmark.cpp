@@ -58,26 +58,7 @@ struct Row {
     DBSTATUS status[4];
 };
 
-// What both sides add up, so that the work cannot be skipped and the
-// values can be compared.
-struct Sum {
-    unsigned long long ids = 0, chars = 0, stamps = 0, rows = 0;
-    double amounts = 0;
-
-    void Add(const Row& r) {
-        ++rows;
-        ids += static_cast<unsigned long long>(r.id);
-        amounts += r.amount;
-        const size_t n = r.nameLength / sizeof(wchar_t);
-        chars += n;
-        for (size_t i = 0; i < n; ++i)
-            chars += static_cast<unsigned long long>(r.name[i]) * (i + 1);
-        stamps += r.stamp.year * 10000000000ULL + r.stamp.month * 100000000ULL +
-                  r.stamp.day * 1000000ULL + r.stamp.hour * 10000ULL + r.stamp.minute * 100ULL +
-                  r.stamp.second + r.stamp.fraction;
-    }
-    bool operator==(const Sum&) const = default;
-};
+using benchsupport::Totals;
 
 // ------------------------------------------------------------ raw loop
 
@@ -94,12 +75,12 @@ void ParseStamp(const unsigned char* t, int bytes, DBTIMESTAMP& out) {
     out.second = static_cast<USHORT>(Digits(t + 17, 2));
 }
 
-Sum ReadRaw(sqlite3* db) {
+Totals ReadRaw(sqlite3* db) {
     sqlite3_stmt* stmt = nullptr;
     if (sqlite3_prepare_v2(db, "SELECT id, amount, name, stamp FROM bench", -1, &stmt, nullptr) !=
         SQLITE_OK)
         Fail("preparing the select");
-    Sum sum;
+    Totals sum;
     Row row{};
     while (sqlite3_step(stmt) == SQLITE_ROW) {
         row.id = sqlite3_column_int64(stmt, 0);
@@ -110,7 +91,7 @@ Sum ReadRaw(sqlite3* db) {
             sizeof(wchar_t);
         const unsigned char* stamp = sqlite3_column_text(stmt, 3);
         ParseStamp(stamp, sqlite3_column_bytes(stmt, 3), row.stamp);
-        sum.Add(row);
+        sum.Add(benchsupport::ValuesOf(row));
     }
     sqlite3_finalize(stmt);
     return sum;
@@ -118,7 +99,7 @@ Sum ReadRaw(sqlite3* db) {
 
 // ------------------------------------------------------------ provider
 
-Sum ReadProvider(benchsupport::ProviderSession& provider) {
+Totals ReadProvider(benchsupport::ProviderSession& provider) {
     const DBBINDING bindings[] = {
         Binding(1, DBTYPE_I8, offsetof(Row, id), sizeof(LONGLONG), offsetof(Row, status)),
         Binding(2, DBTYPE_R8, offsetof(Row, amount), sizeof(double), offsetof(Row, status)),
@@ -127,9 +108,10 @@ Sum ReadProvider(benchsupport::ProviderSession& provider) {
         Binding(4, DBTYPE_DBTIMESTAMP, offsetof(Row, stamp), sizeof(DBTIMESTAMP),
                 offsetof(Row, status)),
     };
-    Sum sum;
+    Totals sum;
     benchsupport::ReadEveryRow<Row>(provider, L"SELECT id, amount, name, stamp FROM bench",
-                                    bindings, BatchRows, [&](const Row& row) { sum.Add(row); });
+                                    bindings, BatchRows,
+                                    [&](const Row& row) { sum.Add(benchsupport::ValuesOf(row)); });
     return sum;
 }
 
@@ -172,10 +154,10 @@ int main(int argc, char** argv) {
     {
         sqlite3* db = nullptr;
         sqlite3_open_v2(g_file.c_str(), &db, SQLITE_OPEN_READONLY, nullptr);
-        const Sum raw = ReadRaw(db);
+        const Totals raw = ReadRaw(db);
         sqlite3_close(db);
         benchsupport::ProviderSession provider(CLSID_HDB_EMBEDDED, Wide(g_file));
-        const Sum fetched = ReadProvider(provider);
+        const Totals fetched = ReadProvider(provider);
         if (!(raw == fetched) || raw.rows != g_rows) {
             std::fprintf(stderr,
                          "bench_fetch: the provider read other values than sqlite3 "

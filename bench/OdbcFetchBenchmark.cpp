@@ -75,11 +75,8 @@ Totals ReadProvider(benchsupport::ProviderSession& provider, const std::string& 
     };
     Totals totals;
     benchsupport::ReadEveryRow<Row>(
-        provider, odbcbench::SelectText(table), bindings, BatchRows, [&](const Row& row) {
-            const DBTIMESTAMP& s = row.stamp;
-            totals.Add({row.id, row.amount, row.name, row.nameLength / sizeof(wchar_t), s.year,
-                        s.month, s.day, s.hour, s.minute, s.second, s.fraction});
-        });
+        provider, odbcbench::SelectText(table), bindings, BatchRows,
+        [&](const Row& row) { totals.Add(benchsupport::ValuesOf(row)); });
     return totals;
 }
 

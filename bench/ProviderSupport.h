@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "FetchTotals.h"
 #include "hdbplatform/OleDbApi.h"
 
 namespace benchsupport {
@@ -89,6 +90,23 @@ inline DBBINDING Binding(DBORDINAL ordinal, DBTYPE type, size_t value, DBLENGTH 
     b.cbMaxLen = maxLen;
     b.wType = type;
     return b;
+}
+
+// The values of a fetched row that has id, amount, name with nameLength
+// (bytes) and stamp, as the totals take them.
+template <class Row> Values ValuesOf(const Row& row) {
+    const DBTIMESTAMP& s = row.stamp;
+    return {static_cast<long>(row.id),
+            row.amount,
+            row.name,
+            row.nameLength / sizeof(wchar_t),
+            s.year,
+            s.month,
+            s.day,
+            s.hour,
+            s.minute,
+            s.second,
+            s.fraction};
 }
 
 // Runs sql and reads every row of its rowset as a consumer does: an accessor

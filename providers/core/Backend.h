@@ -150,59 +150,20 @@ public:
     }
 
     void SetNull(size_t column) { m_cells[column] = Cell{}; }
-    void SetI8(size_t column, LONGLONG value) {
-        Cell& c = m_cells[column];
-        c.type = DBTYPE_I8;
-        c.deferred = false;
-        c.length = sizeof(LONGLONG);
-        c.v.i8 = value;
-    }
-    void SetR8(size_t column, double value) {
-        Cell& c = m_cells[column];
-        c.type = DBTYPE_R8;
-        c.deferred = false;
-        c.length = sizeof(double);
-        c.v.r8 = value;
-    }
+    void SetI8(size_t column, LONGLONG value) { SetFixed(column, DBTYPE_I8, value); }
+    void SetR8(size_t column, double value) { SetFixed(column, DBTYPE_R8, value); }
     void SetBool(size_t column, bool value) {
-        SetI8(column, value ? 1 : 0);
-        m_cells[column].type = DBTYPE_BOOL;
+        SetFixed(column, DBTYPE_BOOL, LONGLONG{value ? 1 : 0});
     }
     void SetNumeric(size_t column, const DB_NUMERIC& value) {
-        Cell& c = m_cells[column];
-        c.type = DBTYPE_NUMERIC;
-        c.deferred = false;
-        c.length = sizeof(DB_NUMERIC);
-        c.v.numeric = value;
+        SetFixed(column, DBTYPE_NUMERIC, value);
     }
-    void SetDate(size_t column, const DBDATE& value) {
-        Cell& c = m_cells[column];
-        c.type = DBTYPE_DBDATE;
-        c.deferred = false;
-        c.length = sizeof(DBDATE);
-        c.v.date = value;
-    }
-    void SetTime(size_t column, const DBTIME& value) {
-        Cell& c = m_cells[column];
-        c.type = DBTYPE_DBTIME;
-        c.deferred = false;
-        c.length = sizeof(DBTIME);
-        c.v.time = value;
-    }
+    void SetDate(size_t column, const DBDATE& value) { SetFixed(column, DBTYPE_DBDATE, value); }
+    void SetTime(size_t column, const DBTIME& value) { SetFixed(column, DBTYPE_DBTIME, value); }
     void SetTimestamp(size_t column, const DBTIMESTAMP& value) {
-        Cell& c = m_cells[column];
-        c.type = DBTYPE_DBTIMESTAMP;
-        c.deferred = false;
-        c.length = sizeof(DBTIMESTAMP);
-        c.v.timestamp = value;
+        SetFixed(column, DBTYPE_DBTIMESTAMP, value);
     }
-    void SetGuid(size_t column, const GUID& value) {
-        Cell& c = m_cells[column];
-        c.type = DBTYPE_GUID;
-        c.deferred = false;
-        c.length = sizeof(GUID);
-        c.v.guid = value;
-    }
+    void SetGuid(size_t column, const GUID& value) { SetFixed(column, DBTYPE_GUID, value); }
     void SetWide(size_t column, const wchar_t* text, size_t chars) {
         SetVariable(column, DBTYPE_WSTR, text, chars * sizeof(wchar_t));
     }
@@ -230,6 +191,16 @@ public:
     }
 
 private:
+    // A value of one of the union's fixed-size types; every member of the
+    // union starts at its beginning.
+    template <class T> void SetFixed(size_t column, DBTYPE type, const T& value) {
+        static_assert(sizeof(T) <= sizeof(Cell::v));
+        Cell& c = m_cells[column];
+        c.type = type;
+        c.deferred = false;
+        c.length = sizeof(T);
+        std::memcpy(&c.v, &value, sizeof(T));
+    }
     void SetVariable(size_t column, DBTYPE type, const void* data, size_t bytes) {
         // Wide text stays aligned for wchar_t so that readers may use it in place.
         size_t offset = (m_arena.size() + alignof(wchar_t) - 1) & ~(alignof(wchar_t) - 1);
