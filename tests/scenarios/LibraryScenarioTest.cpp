@@ -9,6 +9,7 @@
 #include <chrono>
 #include <thread>
 
+#include "StringConversion.h"
 #include "TestSupport.h"
 #include "conformance/Context.h"
 #include "haldendb/ExtCommandClass.h"
@@ -73,8 +74,8 @@ protected:
     std::string Reports() const {
         std::string out;
         for (const auto& r : m_errors.reports)
-            out += " | " + std::string(r.caption.begin(), r.caption.end()) + ": " +
-                   std::string(r.message.begin(), r.message.end());
+            out +=
+                " | " + hdbtext::Utf8FromWide(r.caption) + ": " + hdbtext::Utf8FromWide(r.message);
         return out;
     }
     bool IsServer() const { return GetParam() != "sqlite"; }
