@@ -26,8 +26,6 @@ pg_port="${HDB_POSTGRES_PORT:-55432}"
 db=hdbtest
 user=hdb
 password='hdb-Test-7'
-odbc_lib=/usr/lib/x86_64-linux-gnu/odbc
-[ -d "$odbc_lib" ] || odbc_lib="$(dirname "$(find /usr/lib -name libmaodbc.so -print -quit 2>/dev/null || echo /usr/lib/odbc/x)")"
 
 maria_dir="$dir/mariadb"
 maria_socket="$dir/mariadb.sock"
@@ -138,7 +136,18 @@ start_postgres() {
   fi
 }
 
+# The drivers' folder, looked up only once the packages are installed (on a
+# fresh machine they are not there when the script starts).
+odbc_driver_dir() {
+  local lib
+  lib="$(find /usr/lib -name libmaodbc.so -print -quit 2>/dev/null)"
+  [ -n "$lib" ] || die "the MariaDB ODBC driver (libmaodbc.so) is not installed"
+  dirname "$lib"
+}
+
 write_odbc_config() {
+  local odbc_lib
+  odbc_lib="$(odbc_driver_dir)"
   cat >"$dir/odbcinst.ini" <<INI
 [MariaDB]
 Description = MariaDB Connector/ODBC

@@ -62,10 +62,16 @@ DBBINDSTATUS CheckParamBinding(const DBBINDING& b) {
         return DBBINDSTATUS_BADBINDINFO;
     if (b.iOrdinal == 0)
         return DBBINDSTATUS_BADORDINAL;
-    if ((b.eParamIO & DBPARAMIO_INPUT) == 0 || (b.eParamIO & DBPARAMIO_OUTPUT) != 0)
+    const DBPARAMIO io = b.eParamIO;
+    if ((io & (DBPARAMIO_INPUT | DBPARAMIO_OUTPUT)) == 0 ||
+        (io & ~(DBPARAMIO_INPUT | DBPARAMIO_OUTPUT)) != 0)
         return DBBINDSTATUS_BADBINDINFO;
     const DBTYPE base = b.wType & ~DBTYPE_BYREF;
     if (base == DBTYPE_EMPTY || base == DBTYPE_NULL || (b.wType & (DBTYPE_ARRAY | DBTYPE_VECTOR)))
+        return DBBINDSTATUS_BADBINDINFO;
+    // An output value is copied into the consumer's own buffer: never into
+    // memory of the provider's (by reference) nor as a stream.
+    if ((io & DBPARAMIO_OUTPUT) && ((b.wType & DBTYPE_BYREF) || base == DBTYPE_IUNKNOWN))
         return DBBINDSTATUS_BADBINDINFO;
     if (base == DBTYPE_IUNKNOWN)
         return DBBINDSTATUS_OK;

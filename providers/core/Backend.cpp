@@ -45,4 +45,23 @@ void RowBuffer::SetUtf8(size_t column, const char* text, size_t bytes) {
     c.length = n * sizeof(wchar_t);
 }
 
+namespace {
+
+bool NoOutputParameters(Diagnostics& diag) {
+    diag.push_back({L"This database has no output parameters; bind the parameters as input "
+                    L"only.",
+                    L"HYC00", 0, Failure::general});
+    return false;
+}
+
+} // namespace
+
+bool Statement::BindOutputs(const std::vector<OutputParameter>& outputs, Diagnostics& diag) {
+    return outputs.empty() || NoOutputParameters(diag);
+}
+
+bool Statement::ReadOutputs(size_t, RowBuffer&, Diagnostics& diag) {
+    return NoOutputParameters(diag);
+}
+
 } // namespace hdb::backend

@@ -245,6 +245,16 @@ struct ParameterInfo {
     DBPARAMFLAGS flags = DBPARAMFLAGS_ISINPUT | DBPARAMFLAGS_ISNULLABLE;
 };
 
+// A parameter whose value the statement hands back: an output parameter, or
+// an input and output one (alsoInput). type and bytes are those the consumer
+// bound it as, hints for the form and room the value may come back in.
+struct OutputParameter {
+    size_t parameter = 0; // in marker order, from 0
+    bool alsoInput = false;
+    DBTYPE type = DBTYPE_WSTR;
+    DBLENGTH bytes = 0;
+};
+
 // An initialisation property of the backend's own, in a provider-specific
 // set (a server product's connection options), which the data source
 // accepts beside the standard ones. vt is VT_BSTR, VT_BOOL or VT_I4.
@@ -319,6 +329,17 @@ public:
     // per parameter, in marker order) for the next Execute. The buffers stay
     // valid and unchanged until Execute returns.
     virtual bool BindParameters(const RowBuffer* sets, size_t setCount, Diagnostics& diag) = 0;
+
+    // Names the parameters that hand a value back in the next Execute
+    // (called before BindParameters; empty: all are input only). A backend
+    // whose database has no output parameters refuses any, as this default
+    // does.
+    virtual bool BindOutputs(const std::vector<OutputParameter>& outputs, Diagnostics& diag);
+
+    // After an Execute that returned no rows: the values the output
+    // parameters of parameter set `set` (from 0) received, one cell per
+    // parameter in marker order (the input-only ones NULL).
+    virtual bool ReadOutputs(size_t set, RowBuffer& values, Diagnostics& diag);
 
     // Runs the statement once per bound parameter set (once when none are
     // bound). rowsAffected receives the rows changed by all sets together,

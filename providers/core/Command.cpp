@@ -10,78 +10,6 @@ namespace hdb::core {
 
 namespace {
 
-// A narrow string's length, never beyond max bytes.
-size_t BoundedStrlen(const char* text, size_t max) {
-    const void* end = std::memchr(text, 0, max);
-    return end == nullptr ? max : static_cast<const char*>(end) - text;
-}
-
-// Consumer buffers are laid out as the consumer likes, so nothing read from
-// them may assume alignment.
-size_t BoundedWcslen(const void* text, size_t maxChars) {
-    const auto* bytes = static_cast<const BYTE*>(text);
-    size_t n = 0;
-    for (; n < maxChars; ++n) {
-        wchar_t c;
-        std::memcpy(&c, bytes + n * sizeof(wchar_t), sizeof c);
-        if (c == L'\0')
-            break;
-    }
-    return n;
-}
-
-template <class T> T LoadAt(const void* p) {
-    T value;
-    std::memcpy(&value, p, sizeof value);
-    return value;
-}
-
-// Converts through the conversion engine into a cell of type to.
-DBSTATUS ConvertInto(DBTYPE from, const void* src, DBLENGTH srcLength, DBTYPE to,
-                     backend::RowBuffer& set, size_t col) {
-    DBSTATUS status = DBSTATUS_S_OK;
-    DBLENGTH length = 0;
-    switch (to) {
-    case DBTYPE_R8: {
-        double v = 0;
-        HdbDataConvert(from, to, srcLength, &length, src, &v, sizeof v, DBSTATUS_S_OK, &status, 0,
-                       0, 0);
-        if (status == DBSTATUS_S_OK)
-            set.SetR8(col, v);
-        return status;
-    }
-    case DBTYPE_NUMERIC: {
-        DB_NUMERIC v{};
-        // Precision 0 keeps the source's own scale (a CY or DECIMAL fraction).
-        HdbDataConvert(from, to, srcLength, &length, src, &v, sizeof v, DBSTATUS_S_OK, &status, 0,
-                       0, 0);
-        if (status == DBSTATUS_S_OK)
-            set.SetNumeric(col, v);
-        return status;
-    }
-    case DBTYPE_DBTIMESTAMP: {
-        DBTIMESTAMP v{};
-        HdbDataConvert(from, to, srcLength, &length, src, &v, sizeof v, DBSTATUS_S_OK, &status, 0,
-                       0, 0);
-        if (status == DBSTATUS_S_OK)
-            set.SetTimestamp(col, v);
-        return status;
-    }
-    default: { // wide text
-        DBLENGTH needed = 0;
-        if (FAILED(HdbGetConversionSize(from, DBTYPE_WSTR, &srcLength, &needed, src)))
-            return DBSTATUS_E_CANTCONVERTVALUE;
-        std::wstring text(needed / sizeof(wchar_t) + 1, L'\0');
-        HdbDataConvert(from, DBTYPE_WSTR, srcLength, &length, src, text.data(),
-                       text.size() * sizeof(wchar_t), DBSTATUS_S_OK, &status, 0, 0, 0);
-        if (status != DBSTATUS_S_OK)
-            return status;
-        set.SetWide(col, text.c_str(), length / sizeof(wchar_t));
-        return status;
-    }
-    }
-}
-
 // How a report names one of several parameter sets.
 std::wstring ParameterSetName(size_t set, size_t count) {
     return L"parameter set " + std::to_wstring(set) + L" of " + std::to_wstring(count) +
@@ -98,173 +26,6 @@ const backend::Diagnostics& NameFailedSet(backend::Diagnostics& diag, size_t set
                             L" parameter sets took effect; " +
                             ParameterSetName(d.parameterSet, sets) + L" failed: " + d.message;
     return diag;
-}
-
-// Reads one parameter value out of the consumer's buffer into a cell.
-DBSTATUS ParameterCell(const DBBINDING& b, const BYTE* base, backend::RowBuffer& set, size_t col) {
-    if (b.dwPart & DBPART_STATUS) {
-        DBSTATUS given = LoadAt<DBSTATUS>(base + b.obStatus);
-        if (given == DBSTATUS_S_ISNULL || given == DBSTATUS_S_DEFAULT ||
-            given == DBSTATUS_S_IGNORE) {
-            set.SetNull(col);
-            return DBSTATUS_S_OK;
-        }
-        if (given != DBSTATUS_S_OK)
-            return DBSTATUS_E_BADSTATUS;
-    }
-    if ((b.dwPart & DBPART_VALUE) == 0) {
-        set.SetNull(col);
-        return DBSTATUS_S_OK;
-    }
-    const DBTYPE type = b.wType & ~DBTYPE_BYREF;
-    const void* value = base + b.obValue;
-    if (b.wType & DBTYPE_BYREF) {
-        value = LoadAt<const void*>(value);
-        if (value == nullptr) {
-            set.SetNull(col);
-            return DBSTATUS_S_OK;
-        }
-    }
-    const bool hasLength = (b.dwPart & DBPART_LENGTH) != 0;
-    const DBLENGTH givenLength = hasLength ? LoadAt<DBLENGTH>(base + b.obLength) : 0;
-    auto load = [&](auto v) {
-        std::remove_cv_t<decltype(v)> x;
-        std::memcpy(&x, value, sizeof x);
-        return x;
-    };
-    switch (type) {
-    case DBTYPE_I1:
-        set.SetI8(col, load(std::int8_t{}));
-        return DBSTATUS_S_OK;
-    case DBTYPE_I2:
-        set.SetI8(col, load(std::int16_t{}));
-        return DBSTATUS_S_OK;
-    case DBTYPE_I4:
-        set.SetI8(col, load(std::int32_t{}));
-        return DBSTATUS_S_OK;
-    case DBTYPE_I8:
-        set.SetI8(col, load(std::int64_t{}));
-        return DBSTATUS_S_OK;
-    case DBTYPE_UI1:
-        set.SetI8(col, load(std::uint8_t{}));
-        return DBSTATUS_S_OK;
-    case DBTYPE_UI2:
-        set.SetI8(col, load(std::uint16_t{}));
-        return DBSTATUS_S_OK;
-    case DBTYPE_UI4:
-        set.SetI8(col, load(std::uint32_t{}));
-        return DBSTATUS_S_OK;
-    case DBTYPE_UI8: {
-        auto v = load(std::uint64_t{});
-        if (v > static_cast<std::uint64_t>(INT64_MAX))
-            return ConvertInto(DBTYPE_UI8, value, 8, DBTYPE_WSTR, set, col);
-        set.SetI8(col, static_cast<LONGLONG>(v));
-        return DBSTATUS_S_OK;
-    }
-    case DBTYPE_BOOL:
-        set.SetBool(col, load(VARIANT_BOOL{}) != VARIANT_FALSE);
-        return DBSTATUS_S_OK;
-    case DBTYPE_R4:
-        set.SetR8(col, load(float{}));
-        return DBSTATUS_S_OK;
-    case DBTYPE_R8:
-        set.SetR8(col, load(double{}));
-        return DBSTATUS_S_OK;
-    case DBTYPE_NUMERIC:
-        set.SetNumeric(col, load(DB_NUMERIC{}));
-        return DBSTATUS_S_OK;
-    case DBTYPE_DBDATE:
-        set.SetDate(col, load(DBDATE{}));
-        return DBSTATUS_S_OK;
-    case DBTYPE_DBTIME:
-        set.SetTime(col, load(DBTIME{}));
-        return DBSTATUS_S_OK;
-    case DBTYPE_DBTIMESTAMP:
-        set.SetTimestamp(col, load(DBTIMESTAMP{}));
-        return DBSTATUS_S_OK;
-    case DBTYPE_DATE:
-        return ConvertInto(type, value, sizeof(DATE), DBTYPE_DBTIMESTAMP, set, col);
-    case DBTYPE_CY:
-        return ConvertInto(type, value, sizeof(CY), DBTYPE_R8, set, col);
-    case DBTYPE_DECIMAL:
-        return ConvertInto(type, value, sizeof(DECIMAL), DBTYPE_NUMERIC, set, col);
-    case DBTYPE_STR: {
-        // Narrow text is the platform's narrow encoding, UTF-8.
-        const auto* text = static_cast<const char*>(value);
-        size_t n = hasLength
-                       ? givenLength
-                       : BoundedStrlen(text, (b.wType & DBTYPE_BYREF) ? SIZE_MAX : b.cbMaxLen);
-        set.SetUtf8(col, text, n);
-        return DBSTATUS_S_OK;
-    }
-    case DBTYPE_WSTR: {
-        size_t n = hasLength ? givenLength / sizeof(wchar_t)
-                             : BoundedWcslen(value, (b.wType & DBTYPE_BYREF)
-                                                        ? SIZE_MAX
-                                                        : b.cbMaxLen / sizeof(wchar_t));
-        // SetWide copies bytes, so an unaligned text is fine here.
-        set.SetWide(col, static_cast<const wchar_t*>(value), n);
-        return DBSTATUS_S_OK;
-    }
-    case DBTYPE_BSTR: {
-        BSTR text = LoadAt<BSTR>(value);
-        if (text == nullptr)
-            set.SetWide(col, L"", 0);
-        else
-            set.SetWide(col, text, SysStringLen(text));
-        return DBSTATUS_S_OK;
-    }
-    case DBTYPE_BYTES:
-        set.SetBytes(col, value, hasLength ? givenLength : b.cbMaxLen);
-        return DBSTATUS_S_OK;
-    case DBTYPE_VARIANT: {
-        const VARIANT v = LoadAt<VARIANT>(value); // a shallow copy, only read
-        switch (v.vt) {
-        case VT_EMPTY:
-        case VT_NULL:
-            set.SetNull(col);
-            return DBSTATUS_S_OK;
-        case VT_I2:
-            set.SetI8(col, v.iVal);
-            return DBSTATUS_S_OK;
-        case VT_I4:
-            set.SetI8(col, v.lVal);
-            return DBSTATUS_S_OK;
-        case VT_I8:
-            set.SetI8(col, v.llVal);
-            return DBSTATUS_S_OK;
-        case VT_R8:
-            set.SetR8(col, v.dblVal);
-            return DBSTATUS_S_OK;
-        case VT_BOOL:
-            set.SetBool(col, v.boolVal != VARIANT_FALSE);
-            return DBSTATUS_S_OK;
-        case VT_BSTR:
-            set.SetWide(col, v.bstrVal ? v.bstrVal : L"", v.bstrVal ? SysStringLen(v.bstrVal) : 0);
-            return DBSTATUS_S_OK;
-        default:
-            return ConvertInto(DBTYPE_VARIANT, value, sizeof(VARIANT), DBTYPE_WSTR, set, col);
-        }
-    }
-    case DBTYPE_IUNKNOWN: {
-        // A stream handed in as the value: the backend reads it in pieces
-        // while the statement executes.
-        auto* unknown = LoadAt<IUnknown*>(value);
-        if (unknown == nullptr) {
-            set.SetNull(col);
-            return DBSTATUS_S_OK;
-        }
-        ComPtr<ISequentialStream> stream;
-        if (FAILED(unknown->QueryInterface(IID_ISequentialStream,
-                                           reinterpret_cast<void**>(stream.Out()))))
-            return DBSTATUS_E_CANTCONVERTVALUE;
-        set.SetSource(col, std::make_shared<StreamSource>(std::move(stream)));
-        return DBSTATUS_S_OK;
-    }
-    default:
-        return ConvertInto(type, value, hasLength ? givenLength : b.cbMaxLen, DBTYPE_WSTR, set,
-                           col);
-    }
 }
 
 } // namespace
@@ -422,6 +183,14 @@ HRESULT Command::BindParams(const DBPARAMS& params, size_t paramCount) {
     if (params.cParamSets > 1 && accessor->rowSize == 0)
         return ReportError(m_session->Source(), E_INVALIDARG, IID_ICommand,
                            L"Several parameter sets need an accessor with a row size.");
+    for (const DBBINDING& b : accessor->bindings) {
+        if (b.iOrdinal == 0 || b.iOrdinal > paramCount)
+            return ReportError(m_session->Source(), DB_E_BADORDINAL, IID_ICommand,
+                               L"A parameter binding names a parameter the command lacks.");
+        if (b.eParamIO & DBPARAMIO_OUTPUT)
+            m_outputs.push_back(
+                {b.iOrdinal - 1, (b.eParamIO & DBPARAMIO_INPUT) != 0, b.wType, b.cbMaxLen});
+    }
     m_paramSets.resize(params.cParamSets);
     DB_UPARAMS failedSet = 0; // the first, counted from 1
     for (DB_UPARAMS s = 0; s < params.cParamSets; ++s) {
@@ -429,10 +198,10 @@ HRESULT Command::BindParams(const DBPARAMS& params, size_t paramCount) {
         set.Reset(paramCount);
         auto* base = static_cast<BYTE*>(params.pData) + s * accessor->rowSize;
         for (const DBBINDING& b : accessor->bindings) {
-            if (b.iOrdinal == 0 || b.iOrdinal > paramCount)
-                return ReportError(m_session->Source(), DB_E_BADORDINAL, IID_ICommand,
-                                   L"A parameter binding names a parameter the command lacks.");
-            DBSTATUS status = ParameterCell(b, base, set, b.iOrdinal - 1);
+            // An output-only parameter goes in as NULL.
+            if ((b.eParamIO & DBPARAMIO_INPUT) == 0)
+                continue;
+            DBSTATUS status = ReadBoundValue(b, base, set, b.iOrdinal - 1);
             if (status != DBSTATUS_S_OK) {
                 if (failedSet == 0)
                     failedSet = s + 1;
@@ -451,9 +220,29 @@ HRESULT Command::BindParams(const DBPARAMS& params, size_t paramCount) {
         return ReportError(m_session->Source(), DB_E_ERRORSOCCURRED, IID_ICommand,
                            L"A parameter value could not be used; see the binding statuses.");
     backend::Diagnostics diag;
-    if (!m_statement->BindParameters(m_paramSets.data(), m_paramSets.size(), diag))
+    if (!m_statement->BindOutputs(m_outputs, diag) ||
+        !m_statement->BindParameters(m_paramSets.data(), m_paramSets.size(), diag))
         return Fail(ResultOf(diag), IID_ICommand, diag);
     return S_OK;
+}
+
+void Command::WriteOutputs(const DBPARAMS& params, bool hasRows, backend::Diagnostics& diag) {
+    const Accessor* accessor = m_accessors.Find(params.hAccessor);
+    backend::RowBuffer values;
+    for (DB_UPARAMS s = 0; s < params.cParamSets; ++s) {
+        auto* base = static_cast<BYTE*>(params.pData) + s * accessor->rowSize;
+        const bool read = !hasRows && m_statement->ReadOutputs(s, values, diag);
+        for (const DBBINDING& b : accessor->bindings) {
+            if ((b.eParamIO & DBPARAMIO_OUTPUT) == 0)
+                continue;
+            if (read) {
+                WriteBoundValue(b, values, base);
+            } else if (b.dwPart & DBPART_STATUS) {
+                const DBSTATUS unavailable = DBSTATUS_E_UNAVAILABLE;
+                std::memcpy(base + b.obStatus, &unavailable, sizeof unavailable);
+            }
+        }
+    }
 }
 
 HRESULT Command::Execute(IUnknown* outer, REFIID riid, DBPARAMS* params, DBROWCOUNT* rowsAffected,
@@ -488,6 +277,7 @@ HRESULT Command::Execute(IUnknown* outer, REFIID riid, DBPARAMS* params, DBROWCO
     HRESULT hr = EnsurePrepared(IID_ICommand);
     if (FAILED(hr))
         return hr;
+    m_outputs.clear();
     if (params != nullptr && params->cParamSets != 0) {
         hr = BindParams(*params, m_params.size());
         if (FAILED(hr))
@@ -497,7 +287,8 @@ HRESULT Command::Execute(IUnknown* outer, REFIID riid, DBPARAMS* params, DBROWCO
         m_paramSets.resize(1);
         m_paramSets[0].Reset(m_params.size());
         backend::Diagnostics diag;
-        if (!m_statement->BindParameters(m_paramSets.data(), 1, diag))
+        if (!m_statement->BindOutputs(m_outputs, diag) ||
+            !m_statement->BindParameters(m_paramSets.data(), 1, diag))
             return Fail(ResultOf(diag), IID_ICommand, diag);
     }
     backend::Diagnostics diag;
@@ -516,6 +307,8 @@ HRESULT Command::Execute(IUnknown* outer, REFIID riid, DBPARAMS* params, DBROWCO
                     NameFailedSet(diag, params != nullptr ? params->cParamSets : 0));
     if (rowsAffected != nullptr)
         *rowsAffected = affected;
+    if (!m_outputs.empty())
+        WriteOutputs(*params, hasRows, diag);
     // Warnings of the execution (diag of a successful Execute) reach the
     // consumer as records of the successful call.
     if (!hasRows || rowset == nullptr || riid == IID_NULL) {

@@ -179,6 +179,18 @@ private:
     ISOLEVEL m_isolation = ISOLATIONLEVEL_SERIALIZABLE;
 };
 
+// ------------------------------------------------------------ bound values
+
+// Reads the value a parameter binding points at in the consumer's parameter
+// set (base) into cell col of set; DBSTATUS_S_OK, or why the value cannot be
+// used.
+DBSTATUS ReadBoundValue(const DBBINDING& b, const BYTE* base, backend::RowBuffer& set, size_t col);
+
+// Writes the cell a binding names (b.iOrdinal, from 1) of buffer into the
+// consumer's buffer at data, with its length and status parts; returns the
+// status. Deferred long values and stream bindings are the rowset's.
+DBSTATUS WriteBoundValue(const DBBINDING& b, const backend::RowBuffer& buffer, BYTE* data);
+
 // ------------------------------------------------------------ command
 
 // A consumer's stream given as a parameter value, read by the backend in
@@ -246,6 +258,11 @@ private:
     HRESULT EnsurePrepared(REFIID iid);
     HRESULT Fail(HRESULT hr, REFIID iid, const backend::Diagnostics& diag);
     HRESULT BindParams(const DBPARAMS& params, size_t paramCount);
+    // Hands the values of the output parameters back into the consumer's
+    // parameter sets after an execution (unavailable when it returned rows:
+    // a database sends them after the last row); a failure to read them
+    // adds to diag, the execution's warnings.
+    void WriteOutputs(const DBPARAMS& params, bool hasRows, backend::Diagnostics& diag);
     // What Cancel learns of Execute: it begins, its statement is about to
     // run (true when a cancel already waits for it), it has ended.
     void BeginExecution();
@@ -265,6 +282,7 @@ private:
     std::vector<backend::ColumnInfo> m_columns;
     std::vector<backend::ParameterInfo> m_params;
     std::vector<backend::RowBuffer> m_paramSets;
+    std::vector<backend::OutputParameter> m_outputs; // of the current execution
     PropertyStore m_props;
     AccessorTable m_accessors;
 };

@@ -501,14 +501,17 @@ HRESULT Rowset::ReadDeferred(HROW row, size_t column, size_t offset, void* buffe
 
 HRESULT Rowset::FillBinding(const DBBINDING& b, HROW row, const backend::RowBuffer& buffer,
                             BYTE* data, DBSTATUS& status) {
+    const backend::Cell& cell = buffer[b.iOrdinal - 1];
+    const bool asStream = b.wType == DBTYPE_IUNKNOWN && b.pObject != nullptr;
+    if (cell.type == DBTYPE_NULL || !(cell.deferred || asStream)) {
+        status = WriteBoundValue(b, buffer, data);
+        return S_OK;
+    }
     const bool wantValue = (b.dwPart & DBPART_VALUE) != 0;
     BYTE* value = data + b.obValue;
     DBLENGTH length = 0;
     status = DBSTATUS_S_OK;
-    const backend::Cell& cell = buffer[b.iOrdinal - 1];
-    if (cell.type == DBTYPE_NULL) {
-        status = DBSTATUS_S_ISNULL;
-    } else if (b.wType == DBTYPE_IUNKNOWN && b.pObject != nullptr) {
+    if (asStream) {
         ValueStream* stream;
         if (cell.deferred)
             stream = new (std::nothrow) ValueStream(this, row, b.iOrdinal - 1);
@@ -527,7 +530,7 @@ HRESULT Rowset::FillBinding(const DBBINDING& b, HROW row, const backend::RowBuff
             else
                 stream->Release();
         }
-    } else if (cell.deferred) {
+    } else {
         // A long value bound as a plain value: read it whole, then convert.
         std::vector<BYTE> whole;
         // Also an empty value is converted from a real address: the engine
@@ -549,65 +552,6 @@ HRESULT Rowset::FillBinding(const DBBINDING& b, HROW row, const backend::RowBuff
             HdbDataConvert(cell.type, b.wType, whole.size(), &length, whole.data(),
                            wantValue ? value : nullptr, wantValue ? b.cbMaxLen : 0, DBSTATUS_S_OK,
                            &status, b.bPrecision, b.bScale, 0);
-    } else if (cell.type == b.wType && cell.type == DBTYPE_WSTR) {
-        length = cell.length;
-        if (wantValue) {
-            const size_t room = b.cbMaxLen / sizeof(wchar_t);
-            if (room == 0) {
-                status = DBSTATUS_S_TRUNCATED;
-            } else {
-                size_t chars = std::min<size_t>(cell.length / sizeof(wchar_t), room - 1);
-                if (chars != 0)
-                    std::memcpy(value, buffer.Data(cell), chars * sizeof(wchar_t));
-                const wchar_t terminator = L'\0';
-                std::memcpy(value + chars * sizeof(wchar_t), &terminator, sizeof terminator);
-                if (chars * sizeof(wchar_t) < cell.length)
-                    status = DBSTATUS_S_TRUNCATED;
-            }
-        }
-    } else if (cell.type == b.wType && cell.type == DBTYPE_BYTES) {
-        length = cell.length;
-        if (wantValue) {
-            size_t bytes = std::min<size_t>(cell.length, b.cbMaxLen);
-            if (bytes != 0)
-                std::memcpy(value, buffer.Data(cell), bytes);
-            if (bytes < cell.length)
-                status = DBSTATUS_S_TRUNCATED;
-        }
-    } else if (cell.type == b.wType && cell.type != DBTYPE_BOOL) {
-        // The same fixed-size type: a plain copy (of a known size for the
-        // common ones, which the compiler turns into a move or two).
-        length = cell.length;
-        if (wantValue) {
-            if (cell.length == 8)
-                std::memcpy(value, &cell.v, 8);
-            else if (cell.length == 16)
-                std::memcpy(value, &cell.v, 16);
-            else
-                std::memcpy(value, &cell.v, cell.length);
-        }
-    } else if (b.wType == DBTYPE_I4 && cell.type == DBTYPE_I8 && cell.v.i8 >= INT32_MIN &&
-               cell.v.i8 <= INT32_MAX) {
-        length = sizeof(LONG);
-        if (wantValue) {
-            LONG v = static_cast<LONG>(cell.v.i8);
-            std::memcpy(value, &v, sizeof v);
-        }
-    } else {
-        const void* src = cell.type == DBTYPE_WSTR || cell.type == DBTYPE_BYTES
-                              ? static_cast<const void*>(buffer.Data(cell))
-                              : static_cast<const void*>(&cell.v);
-        VARIANT_BOOL flag;
-        if (cell.type == DBTYPE_BOOL) {
-            flag = cell.v.i8 != 0 ? VARIANT_TRUE : VARIANT_FALSE;
-            src = &flag;
-        }
-        // Without a value part the engine reports length and status only.
-        HRESULT hr = HdbDataConvert(cell.type, b.wType, cell.length, &length, src,
-                                    wantValue ? value : nullptr, wantValue ? b.cbMaxLen : 0,
-                                    DBSTATUS_S_OK, &status, b.bPrecision, b.bScale, 0);
-        if (hr == DB_E_UNSUPPORTEDCONVERSION)
-            status = DBSTATUS_E_CANTCONVERTVALUE;
     }
     if (b.dwPart & DBPART_LENGTH)
         std::memcpy(data + b.obLength, &length, sizeof length);

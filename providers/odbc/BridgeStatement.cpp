@@ -184,13 +184,35 @@ bool BridgeStatement::BindParameters(const backend::RowBuffer* sets, size_t setC
                 break;
             }
         }
-        AddParameter(m_arrays, info);
+        const auto output = std::find_if(m_outputs.begin(), m_outputs.end(),
+                                         [p](const auto& o) { return o.parameter == p; });
+        // A value only handed back comes in the form the consumer bound.
+        if (output != m_outputs.end() && !output->alsoInput)
+            info.type = output->type;
+        AddParameter(m_arrays, info, output != m_outputs.end() ? &*output : nullptr);
     }
     for (size_t s = 0; s < setCount; ++s)
         for (size_t p = 0; p < count; ++p)
             if (!PutParameter(m_arrays, p, s, sets[s], p, diag))
                 return false;
     m_statement->BindParameters(&m_arrays);
+    return true;
+}
+
+bool BridgeStatement::BindOutputs(const std::vector<backend::OutputParameter>& outputs,
+                                  backend::Diagnostics&) {
+    m_outputs = outputs;
+    return true;
+}
+
+bool BridgeStatement::ReadOutputs(size_t set, backend::RowBuffer& values,
+                                  backend::Diagnostics& diag) {
+    if (!Ready(diag))
+        return false;
+    values.Reset(m_arrays.ParameterCount());
+    for (const backend::OutputParameter& output : m_outputs)
+        if (output.parameter < m_arrays.ParameterCount() && set < m_arrays.SetCount())
+            StoreValue(m_arrays.Output(output.parameter, set), 0, 0, values, output.parameter);
     return true;
 }
 
@@ -212,6 +234,8 @@ bool BridgeStatement::Execute(DBROWCOUNT& rowsAffected, bool& hasRows, backend::
         return false;
     }
     FollowTransactionEnd();
+    if (!m_outputs.empty() && !ReachOutputs(execution, diag))
+        return false;
     hasRows = execution.hasResult;
     rowsAffected = hasRows || execution.rowCount < 0 ? DB_COUNTUNAVAILABLE
                                                      : static_cast<DBROWCOUNT>(execution.rowCount);
@@ -220,6 +244,22 @@ bool BridgeStatement::Execute(DBROWCOUNT& rowsAffected, bool& hasRows, backend::
         CloseCursor();
         return false;
     }
+    return true;
+}
+
+// ODBC hands output parameters over only after the last result of the
+// execution (a procedure's result sets, or the result some drivers send the
+// values in): the results are passed over to reach them, so a call that
+// binds output parameters yields no rows.
+bool BridgeStatement::ReachOutputs(odbc::OdbcExecution& execution, backend::Diagnostics& diag) {
+    for (bool another = execution.hasResult; another;) {
+        odbc::OdbcDiagnostics layer;
+        const bool ok = m_statement->MoreResults(another, execution, layer);
+        AppendDiagnostics(layer, diag);
+        if (!ok)
+            return false;
+    }
+    execution.hasResult = false;
     return true;
 }
 
@@ -343,7 +383,8 @@ backend::FetchResult BridgeStatement::Fetch(backend::RowBuffer* const rows[], si
         row.Prepare(m_plans.size());
         for (size_t c = 0; c < m_plans.size(); ++c) {
             if (m_slotOf[c] != None) {
-                StoreFetched(*m_block, m_slotOf[c], blockRow, m_plans[c], row, c);
+                StoreValue(m_block->Value(m_slotOf[c], blockRow), m_plans[c].info.precision,
+                           m_plans[c].info.scale, row, c);
                 continue;
             }
             std::vector<BYTE> bytes;

@@ -126,7 +126,7 @@ ColumnPlan PlanColumn(const odbc::OdbcColumn& column) {
         break;
     case OdbcSqlType::numeric:
     case OdbcSqlType::decimal:
-        fixed(DBTYPE_NUMERIC, sizeof(DB_NUMERIC), OdbcValueType::decimalText);
+        fixed(DBTYPE_NUMERIC, sizeof(DB_NUMERIC), OdbcValueType::narrowText);
         info.precision = Clamp(column.size == 0 ? 38 : column.size);
         info.scale = static_cast<BYTE>(std::max<std::int16_t>(column.decimalDigits, 0));
         // Sign, digits, point and terminator.
@@ -186,68 +186,67 @@ ColumnPlan PlanColumn(const odbc::OdbcColumn& column) {
     return plan;
 }
 
-void StoreFetched(const odbc::OdbcRowBlock& block, size_t slot, size_t blockRow,
-                  const ColumnPlan& plan, backend::RowBuffer& row, size_t column) {
-    if (block.IsNull(slot, blockRow)) {
+void StoreValue(const odbc::OdbcValue& value, BYTE precision, BYTE scale, backend::RowBuffer& row,
+                size_t column) {
+    if (value.IsNull()) {
         row.SetNull(column);
         return;
     }
-    switch (plan.fetchAs) {
+    switch (value.Type()) {
     case OdbcValueType::int64:
-        row.SetI8(column, block.Int64(slot, blockRow));
+        row.SetI8(column, value.Int64());
         break;
     case OdbcValueType::real64:
-        row.SetR8(column, block.Real64(slot, blockRow));
+        row.SetR8(column, value.Real64());
         break;
     case OdbcValueType::boolean:
-        row.SetBool(column, block.Boolean(slot, blockRow));
+        row.SetBool(column, value.Boolean());
         break;
-    case OdbcValueType::decimalText: {
+    case OdbcValueType::narrowText: {
         // The exact digits the server sent, converted once at the column's scale.
-        const std::string_view digits = block.DecimalText(slot, blockRow);
+        const std::string_view digits = value.NarrowText();
         DB_NUMERIC number{};
         DBSTATUS status = DBSTATUS_S_OK;
         DBLENGTH length = 0;
         HdbDataConvert(DBTYPE_STR, DBTYPE_NUMERIC, digits.size(), &length, digits.data(), &number,
-                       sizeof number, DBSTATUS_S_OK, &status, plan.info.precision, plan.info.scale,
-                       0);
+                       sizeof number, DBSTATUS_S_OK, &status, precision, scale, 0);
         if (status == DBSTATUS_S_OK) {
             row.SetNumeric(column, number);
         } else {
-            const std::wstring wide(digits.begin(), digits.end());
+            const std::wstring wide = hdbtext::WideFromUtf8(digits);
             row.SetWide(column, wide.data(), wide.size());
         }
         break;
     }
     case OdbcValueType::date: {
-        const odbc::OdbcDate d = block.Date(slot, blockRow);
+        const odbc::OdbcDate d = value.Date();
         row.SetDate(column, DBDATE{d.year, d.month, d.day});
         break;
     }
     case OdbcValueType::time: {
-        const odbc::OdbcTime t = block.Time(slot, blockRow);
+        const odbc::OdbcTime t = value.Time();
         row.SetTime(column, DBTIME{t.hour, t.minute, t.second});
         break;
     }
     case OdbcValueType::timestamp: {
-        const odbc::OdbcTimestamp t = block.Timestamp(slot, blockRow);
+        const odbc::OdbcTimestamp t = value.Timestamp();
         row.SetTimestamp(
             column, DBTIMESTAMP{t.year, t.month, t.day, t.hour, t.minute, t.second, t.fraction});
         break;
     }
     case OdbcValueType::wideText: {
-        const std::wstring wide = hdbtext::WideFromUtf16(block.WideText(slot, blockRow));
+        const std::wstring wide = hdbtext::WideFromUtf16(value.WideText());
         row.SetWide(column, wide.data(), wide.size());
         break;
     }
     case OdbcValueType::binary: {
-        const auto bytes = block.Binary(slot, blockRow);
+        const auto bytes = value.Binary();
         row.SetBytes(column, bytes.data(), bytes.size());
         break;
     }
     case OdbcValueType::guid: {
         // ODBC's SQLGUID and GUID share their layout.
-        const odbc::OdbcGuid g = block.Guid(slot, blockRow);
+        const odbc::OdbcGuid g = value.Guid();
         GUID value;
         static_assert(sizeof value == sizeof g);
         std::memcpy(&value, &g, sizeof value);
@@ -257,8 +256,10 @@ void StoreFetched(const odbc::OdbcRowBlock& block, size_t slot, size_t blockRow,
     }
 }
 
-size_t AddParameter(odbc::OdbcParameterArrays& arrays, const backend::ParameterInfo& info) {
-    odbc::OdbcParameterBinding binding;
+namespace {
+
+// The parameter's SQL type and value form for a value of info's type.
+void SetSqlAndValueType(odbc::OdbcParameterBinding& binding, const backend::ParameterInfo& info) {
     switch (info.type) {
     case DBTYPE_I1:
     case DBTYPE_I2:
@@ -281,7 +282,7 @@ size_t AddParameter(odbc::OdbcParameterArrays& arrays, const backend::ParameterI
         break;
     case DBTYPE_NUMERIC:
     case DBTYPE_DECIMAL:
-        binding.type = OdbcValueType::decimalText;
+        binding.type = OdbcValueType::narrowText;
         binding.sqlType = OdbcSqlType::decimal;
         binding.columnSize = info.precision;
         binding.decimalDigits = info.scale;
@@ -308,6 +309,25 @@ size_t AddParameter(odbc::OdbcParameterArrays& arrays, const backend::ParameterI
         binding.type = OdbcValueType::wideText;
         binding.sqlType = OdbcSqlType::wvarchar;
         break;
+    }
+}
+
+} // namespace
+
+size_t AddParameter(odbc::OdbcParameterArrays& arrays, const backend::ParameterInfo& info,
+                    const backend::OutputParameter* output) {
+    odbc::OdbcParameterBinding binding;
+    SetSqlAndValueType(binding, info);
+    if (output != nullptr) {
+        binding.direction = output->alsoInput ? odbc::OdbcParameterDirection::inputOutput
+                                              : odbc::OdbcParameterDirection::output;
+        // Values handed back travel as narrow text, which the core converts
+        // to what the consumer bound: drivers convert them less reliably
+        // than fetched values (MariaDB Connector/ODBC 3.1 writes the
+        // value's text whatever C type is bound). A character takes at most
+        // four bytes; one more for the terminator.
+        binding.type = OdbcValueType::narrowText;
+        binding.outputBytes = std::max<size_t>(static_cast<size_t>(output->bytes), 64) + 1;
     }
     return arrays.AddParameter(binding);
 }
@@ -357,12 +377,17 @@ bool PutParameter(odbc::OdbcParameterArrays& arrays, size_t parameter, size_t se
         if (cell.type == DBTYPE_BOOL || cell.type == DBTYPE_I8)
             return arrays.SetBoolean(parameter, set, cell.v.i8 != 0);
         break;
-    case OdbcValueType::decimalText: {
+    case OdbcValueType::narrowText: {
+        if (cell.type == DBTYPE_WSTR) // an input and output text
+            return arrays.SetNarrowText(parameter, set,
+                                        hdbtext::Utf8FromWide(std::wstring_view(
+                                            reinterpret_cast<const wchar_t*>(values.Data(cell)),
+                                            cell.length / sizeof(wchar_t))));
         char text[64];
         const DBLENGTH length = convert(DBTYPE_STR, text, sizeof text);
         if (length == ~DBLENGTH(0))
             return false;
-        return arrays.SetDecimalText(parameter, set, std::string_view(text, length));
+        return arrays.SetNarrowText(parameter, set, std::string_view(text, length));
     }
     case OdbcValueType::date:
         if (cell.type == DBTYPE_DBDATE)

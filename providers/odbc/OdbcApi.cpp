@@ -116,7 +116,7 @@ SQLSMALLINT CType(OdbcValueType type) {
         return SQL_C_BIT;
     case OdbcValueType::wideText:
         return SQL_C_WCHAR;
-    case OdbcValueType::decimalText:
+    case OdbcValueType::narrowText:
         return SQL_C_CHAR;
     case OdbcValueType::binary:
         return SQL_C_BINARY;
@@ -149,7 +149,7 @@ std::size_t FixedSize(OdbcValueType type) {
     case OdbcValueType::guid:
         return sizeof(SQLGUID);
     case OdbcValueType::wideText:
-    case OdbcValueType::decimalText:
+    case OdbcValueType::narrowText:
     case OdbcValueType::binary:
         break;
     }

@@ -34,13 +34,17 @@ struct ColumnPlan {
 };
 ColumnPlan PlanColumn(const odbc::OdbcColumn& column);
 
-// Stores the value of a bound column of the fetched block in row's cell.
-void StoreFetched(const odbc::OdbcRowBlock& block, size_t slot, size_t blockRow,
-                  const ColumnPlan& plan, backend::RowBuffer& row, size_t column);
+// Stores a value the driver left in the caller's arrays (a fetched column,
+// an output parameter) in row's cell; precision and scale are those of an
+// exact number.
+void StoreValue(const odbc::OdbcValue& value, BYTE precision, BYTE scale, backend::RowBuffer& row,
+                size_t column);
 
-// Adds a parameter for info to arrays, and puts the value of cell in set.
-// False when the value cannot be sent (diag says why).
-size_t AddParameter(odbc::OdbcParameterArrays& arrays, const backend::ParameterInfo& info);
+// Adds a parameter for info to arrays (handing a value back when output is
+// given), and puts the value of cell in set. False when the value cannot be
+// sent (diag says why).
+size_t AddParameter(odbc::OdbcParameterArrays& arrays, const backend::ParameterInfo& info,
+                    const backend::OutputParameter* output = nullptr);
 bool PutParameter(odbc::OdbcParameterArrays& arrays, size_t parameter, size_t set,
                   const backend::RowBuffer& values, size_t column, backend::Diagnostics& diag);
 
@@ -58,6 +62,9 @@ public:
     bool DescribeParameters(std::vector<backend::ParameterInfo>& params,
                             backend::Diagnostics& diag) override;
     bool SetOptions(LONG timeoutSeconds, DBCOUNTITEM maxRows, backend::Diagnostics& diag) override;
+    bool BindOutputs(const std::vector<backend::OutputParameter>& outputs,
+                     backend::Diagnostics& diag) override;
+    bool ReadOutputs(size_t set, backend::RowBuffer& values, backend::Diagnostics& diag) override;
     bool DescribeColumns(std::vector<backend::ColumnInfo>& columns,
                          backend::Diagnostics& diag) override;
     bool BindParameters(const backend::RowBuffer* sets, size_t setCount,
@@ -79,6 +86,7 @@ private:
     // Adds the record of a cancel that came before this call; whether one did.
     bool StoppedByCancel(backend::Diagnostics& diag) const;
     void FollowTransactionEnd();
+    bool ReachOutputs(odbc::OdbcExecution& execution, backend::Diagnostics& diag);
     bool Describe(backend::Diagnostics& diag);
     // Several parameter sets take effect together or not at all. Drivers run
     // an array set by set and keep what the sets before a failing one did
@@ -109,7 +117,8 @@ private:
     bool m_described = false;
     std::vector<backend::ParameterInfo> m_params;
     odbc::OdbcParameterArrays m_arrays;
-    const backend::RowBuffer* m_sets = nullptr; // the bound sets, until Execute returns
+    std::vector<backend::OutputParameter> m_outputs; // of the next Execute
+    const backend::RowBuffer* m_sets = nullptr;      // the bound sets, until Execute returns
     bool m_hasParameters = false;
 
     std::unique_ptr<odbc::OdbcRowBlock> m_block;

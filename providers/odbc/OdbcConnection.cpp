@@ -79,8 +79,8 @@ bool ReadNames(OdbcStatement& statement, std::vector<std::wstring>& names, OdbcD
         if (fetched == OdbcFetch::end)
             return true;
         for (std::size_t row = 0; row < block.Rows(); ++row)
-            if (!block.IsNull(0, row))
-                names.push_back(hdbtext::WideFromUtf16(block.WideText(0, row)));
+            if (!block.Value(0, row).IsNull())
+                names.push_back(hdbtext::WideFromUtf16(block.Value(0, row).WideText()));
     }
 }
 

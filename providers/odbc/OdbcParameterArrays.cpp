@@ -11,6 +11,8 @@ namespace {
 
 // The first room of a text or binary element; it grows with the values.
 constexpr std::size_t kFirstVariableBytes = 16;
+// The room of a text or binary value handed back, unless the binding says.
+constexpr std::size_t kOutputBytes = 8000;
 
 // Characters of the text form of the fixed-size types, their column size.
 std::uint64_t OwnWidth(OdbcValueType type, std::int16_t decimalDigits) {
@@ -30,7 +32,7 @@ std::uint64_t OwnWidth(OdbcValueType type, std::int16_t decimalDigits) {
     case OdbcValueType::guid:
         return 36;
     case OdbcValueType::wideText:
-    case OdbcValueType::decimalText:
+    case OdbcValueType::narrowText:
     case OdbcValueType::binary:
         break;
     }
@@ -51,6 +53,9 @@ std::size_t OdbcParameterArrays::AddParameter(const OdbcParameterBinding& bindin
     c.binding = binding;
     const std::size_t fixed = api::FixedSize(binding.type);
     c.elementBytes = fixed != 0 ? fixed : kFirstVariableBytes;
+    if (fixed == 0 && binding.direction != OdbcParameterDirection::input)
+        c.elementBytes = std::max(kFirstVariableBytes,
+                                  binding.outputBytes != 0 ? binding.outputBytes : kOutputBytes);
     c.data.resize(m_setCount * c.elementBytes);
     c.indicators.assign(m_setCount, SQL_NULL_DATA);
     m_columns.push_back(std::move(c));
@@ -123,9 +128,9 @@ bool OdbcParameterArrays::SetWideText(std::size_t parameter, std::size_t set,
                        value.size() * sizeof(char16_t));
 }
 
-bool OdbcParameterArrays::SetDecimalText(std::size_t parameter, std::size_t set,
-                                         std::string_view value) {
-    return SetVariable(parameter, set, OdbcValueType::decimalText, value.data(), value.size());
+bool OdbcParameterArrays::SetNarrowText(std::size_t parameter, std::size_t set,
+                                        std::string_view value) {
+    return SetVariable(parameter, set, OdbcValueType::narrowText, value.data(), value.size());
 }
 
 bool OdbcParameterArrays::SetBinary(std::size_t parameter, std::size_t set,
@@ -178,12 +183,16 @@ std::uint64_t OdbcParameterArrays::ColumnSize(std::size_t parameter) const {
     const Column& c = m_columns[parameter];
     if (c.binding.columnSize != 0)
         return c.binding.columnSize;
+    // A value handed back may fill its whole element.
+    const std::size_t longest = c.binding.direction == OdbcParameterDirection::input
+                                    ? c.longest
+                                    : std::max(c.longest, c.elementBytes);
     switch (c.binding.type) {
     case OdbcValueType::wideText:
-        return std::max<std::uint64_t>(c.longest / sizeof(char16_t), 1);
-    case OdbcValueType::decimalText:
+        return std::max<std::uint64_t>(longest / sizeof(char16_t), 1);
+    case OdbcValueType::narrowText:
     case OdbcValueType::binary:
-        return std::max<std::uint64_t>(c.longest, 1);
+        return std::max<std::uint64_t>(longest, 1);
     default:
         return OwnWidth(c.binding.type, c.binding.decimalDigits);
     }

@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "OdbcTypes.h"
+#include "OdbcValue.h"
 
 namespace hdb::odbc {
 
@@ -34,6 +35,10 @@ struct OdbcParameterBinding {
     std::uint64_t columnSize = 0;
     // Scale of decimals, digits of a timestamp's fraction.
     std::int16_t decimalDigits = 0;
+    OdbcParameterDirection direction = OdbcParameterDirection::input;
+    // Room for a text, binary or decimal value the driver hands back, in
+    // bytes with the terminator; 0 takes a default.
+    std::size_t outputBytes = 0;
 };
 
 class OdbcParameterArrays {
@@ -55,7 +60,7 @@ public:
     bool SetReal64(std::size_t parameter, std::size_t set, double value);
     bool SetBoolean(std::size_t parameter, std::size_t set, bool value);
     bool SetWideText(std::size_t parameter, std::size_t set, std::u16string_view value);
-    bool SetDecimalText(std::size_t parameter, std::size_t set, std::string_view value);
+    bool SetNarrowText(std::size_t parameter, std::size_t set, std::string_view value);
     bool SetBinary(std::size_t parameter, std::size_t set, std::span<const std::byte> value);
     bool SetDate(std::size_t parameter, std::size_t set, const OdbcDate& value);
     bool SetTime(std::size_t parameter, std::size_t set, const OdbcTime& value);
@@ -70,6 +75,14 @@ public:
     // Whether some value is sent at execution.
     bool HasAtExecution() const;
     const OdbcChunkSource& ChunkSource() const { return m_chunkSource; }
+
+    // After an execution: the value an output parameter received in a set
+    // (parameter and set in range).
+    OdbcValue Output(std::size_t parameter, std::size_t set) const {
+        const Column& c = m_columns[parameter];
+        return {c.binding.type, c.data.data() + set * c.elementBytes, c.elementBytes,
+                c.indicators[set]};
+    }
 
     // After an execution: how many sets the driver processed, the outcome of
     // each, and the first that failed.

@@ -7,11 +7,10 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <span>
-#include <string_view>
 #include <vector>
 
 #include "OdbcTypes.h"
+#include "OdbcValue.h"
 
 namespace hdb::odbc {
 
@@ -23,7 +22,7 @@ public:
     // Binds result column `column` (from 1) as type and returns the slot the
     // accessors below take. elementBytes is the room for one value of the
     // variable-length types, terminator included (two bytes for wideText,
-    // one for decimalText); the fixed-size types ignore it. Bindings are made
+    // one for narrowText); the fixed-size types ignore it. Bindings are made
     // before OdbcStatement::BindColumns.
     std::size_t Bind(std::uint16_t column, OdbcValueType type, std::size_t elementBytes = 0);
     void Clear();
@@ -37,21 +36,11 @@ public:
     std::size_t Rows() const { return static_cast<std::size_t>(m_rowsFetched); }
     OdbcRowStatus Status(std::size_t row) const;
 
-    // The values of the last fetch; slot and row must be in range, and the
-    // accessor must match the slot's type.
-    bool IsNull(std::size_t slot, std::size_t row) const;
-    // The value was longer than its element; the accessor gives what fitted.
-    bool Truncated(std::size_t slot, std::size_t row) const;
-    std::int64_t Int64(std::size_t slot, std::size_t row) const;
-    double Real64(std::size_t slot, std::size_t row) const;
-    bool Boolean(std::size_t slot, std::size_t row) const;
-    std::u16string_view WideText(std::size_t slot, std::size_t row) const;
-    std::string_view DecimalText(std::size_t slot, std::size_t row) const;
-    std::span<const std::byte> Binary(std::size_t slot, std::size_t row) const;
-    OdbcDate Date(std::size_t slot, std::size_t row) const;
-    OdbcTime Time(std::size_t slot, std::size_t row) const;
-    OdbcTimestamp Timestamp(std::size_t slot, std::size_t row) const;
-    OdbcGuid Guid(std::size_t slot, std::size_t row) const;
+    // A value of the last fetch; slot and row must be in range.
+    OdbcValue Value(std::size_t slot, std::size_t row) const {
+        const Binding& b = m_bindings[slot];
+        return {b.type, b.data.data() + row * b.elementBytes, b.elementBytes, b.indicators[row]};
+    }
 
     // ------------------------------------------------ for OdbcStatement
     struct Binding {
@@ -67,14 +56,6 @@ public:
     void ForgetRows() { m_rowsFetched = 0; }
 
 private:
-    const std::byte* Element(std::size_t slot, std::size_t row) const {
-        const Binding& b = m_bindings[slot];
-        return b.data.data() + row * b.elementBytes;
-    }
-    // Bytes of a variable-length value that are in its element.
-    std::size_t StoredBytes(std::size_t slot, std::size_t row, std::size_t terminator) const;
-    template <class T> T Fixed(std::size_t slot, std::size_t row) const;
-
     std::size_t m_capacity;
     std::vector<Binding> m_bindings;
     std::vector<std::uint16_t> m_status;

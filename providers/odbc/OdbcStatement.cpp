@@ -21,6 +21,17 @@ constexpr std::size_t kPutChunkBytes = 64 * 1024;
 // A column name longer than this is read again with the room it needs.
 constexpr SQLSMALLINT kNameUnits = 128;
 
+SQLSMALLINT InputOutputType(OdbcParameterDirection direction) {
+    switch (direction) {
+    case OdbcParameterDirection::output:
+        return SQL_PARAM_OUTPUT;
+    case OdbcParameterDirection::inputOutput:
+        return SQL_PARAM_INPUT_OUTPUT;
+    default:
+        return SQL_PARAM_INPUT;
+    }
+}
+
 SQLPOINTER IntegerAttribute(std::uintptr_t value) {
     return reinterpret_cast<SQLPOINTER>(value);
 }
@@ -254,11 +265,12 @@ bool OdbcStatement::BindParameterArrays(std::size_t onlySet, OdbcDiagnostics& di
     std::vector<OdbcParameterArrays::Column>& columns = arrays.Columns();
     for (std::size_t p = 0; p < columns.size(); ++p) {
         OdbcParameterArrays::Column& c = columns[p];
-        const SQLRETURN rc = SQLBindParameter(
-            m_handle, static_cast<SQLUSMALLINT>(p + 1), SQL_PARAM_INPUT, api::CType(c.binding.type),
-            static_cast<SQLSMALLINT>(c.binding.sqlType), arrays.ColumnSize(p),
-            arrays.DecimalDigits(p), c.data.data() + firstSet * c.elementBytes,
-            static_cast<SQLLEN>(c.elementBytes), c.indicators.data() + firstSet);
+        const SQLRETURN rc =
+            SQLBindParameter(m_handle, static_cast<SQLUSMALLINT>(p + 1),
+                             InputOutputType(c.binding.direction), api::CType(c.binding.type),
+                             static_cast<SQLSMALLINT>(c.binding.sqlType), arrays.ColumnSize(p),
+                             arrays.DecimalDigits(p), c.data.data() + firstSet * c.elementBytes,
+                             static_cast<SQLLEN>(c.elementBytes), c.indicators.data() + firstSet);
         if (!Check(rc, diag))
             return false;
     }

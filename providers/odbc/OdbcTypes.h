@@ -82,17 +82,22 @@ enum class OdbcSqlType : std::int16_t {
 
 // How a value travels between the caller's arrays and the driver (its C type).
 enum class OdbcValueType : std::uint8_t {
-    int64,       // SQL_C_SBIGINT
-    real64,      // SQL_C_DOUBLE
-    boolean,     // SQL_C_BIT
-    wideText,    // SQL_C_WCHAR: UTF-16
-    decimalText, // SQL_C_CHAR: an exact number as ASCII digits ("-12.340")
-    binary,      // SQL_C_BINARY
-    date,        // SQL_C_TYPE_DATE
-    time,        // SQL_C_TYPE_TIME
-    timestamp,   // SQL_C_TYPE_TIMESTAMP
-    guid,        // SQL_C_GUID
+    int64,      // SQL_C_SBIGINT
+    real64,     // SQL_C_DOUBLE
+    boolean,    // SQL_C_BIT
+    wideText,   // SQL_C_WCHAR: UTF-16
+    narrowText, // SQL_C_CHAR: an exact number as ASCII digits ("-12.340"), or the
+                // text of an output parameter in the driver's narrow encoding
+    binary,     // SQL_C_BINARY
+    date,       // SQL_C_TYPE_DATE
+    time,       // SQL_C_TYPE_TIME
+    timestamp,  // SQL_C_TYPE_TIMESTAMP
+    guid,       // SQL_C_GUID
 };
+
+// Which way a parameter's value travels (SQL_PARAM_INPUT, _OUTPUT,
+// _INPUT_OUTPUT).
+enum class OdbcParameterDirection : std::uint8_t { input, output, inputOutput };
 
 // The layouts of ODBC's date, time, timestamp and GUID structures.
 struct OdbcDate {

@@ -174,10 +174,10 @@ public:
             for (size_t r = 0; r < block.Rows(); ++r) {
                 Row row;
                 for (size_t c = 0; c < columns.size(); ++c)
-                    if (block.IsNull(c, r))
+                    if (block.Value(c, r).IsNull())
                         row.emplace_back();
                     else
-                        row.emplace_back(hdbtext::WideFromUtf16(block.WideText(c, r)));
+                        row.emplace_back(hdbtext::WideFromUtf16(block.Value(c, r).WideText()));
                 rows.push_back(std::move(row));
             }
         EXPECT_TRUE(diag.empty()) << Describe(diag);
@@ -233,6 +233,10 @@ public:
     std::wstring SleepQuery(int seconds) const override {
         return L"SELECT SLEEP(" + std::to_wstring(seconds) + L")";
     }
+    Routine OutputRoutine(const std::wstring& name) const override {
+        return {L"CREATE PROCEDURE " + name + L" (OUT d INT, IN n INT) SET d = n * 2",
+                L"DROP PROCEDURE IF EXISTS " + name, L"{CALL " + name + L"(?, ?)}"};
+    }
     std::wstring ExpectedCatalog() const override { return L"hdbtest"; }
 };
 
@@ -255,6 +259,12 @@ public:
     }
     std::wstring SleepQuery(int seconds) const override {
         return L"SELECT pg_sleep(" + std::to_wstring(seconds) + L")";
+    }
+    // psqlODBC hands back a function's value, not a procedure's arguments.
+    Routine OutputRoutine(const std::wstring& name) const override {
+        return {L"CREATE FUNCTION " + name +
+                    L" (n INTEGER) RETURNS INTEGER AS 'SELECT n * 2' LANGUAGE sql",
+                L"DROP FUNCTION IF EXISTS " + name, L"{? = call " + name + L"(?)}"};
     }
     std::wstring ExpectedCatalog() const override { return L"hdbtest"; }
 };

@@ -82,6 +82,13 @@ public:
         return L"hex(substr(" + column + L", " + std::to_wstring(from) + L", " +
                std::to_wstring(count) + L"))";
     }
+    // A routine `name` that hands back, in its first parameter, twice the
+    // integer given as its second: the statements that create and drop it
+    // and its call with two markers; empty where the database has none.
+    struct Routine {
+        std::wstring create, drop, call;
+    };
+    virtual Routine OutputRoutine(const std::wstring&) const { return {}; }
     // A query that runs for about the given seconds.
     virtual std::wstring SleepQuery(int seconds) const = 0;
     // A catalog the listing must hold.

@@ -44,7 +44,7 @@ TEST_P(FailureTest, CancelEndsARunningStatementAndTheNextOneRuns) {
     block.Bind(1, OdbcValueType::int64);
     ASSERT_TRUE(statement->BindColumns(block, diag)) << Describe(diag);
     ASSERT_EQ(statement->Fetch(diag), OdbcFetch::rows) << Describe(diag);
-    EXPECT_EQ(block.Int64(0, 0), 42);
+    EXPECT_EQ(block.Value(0, 0).Int64(), 42);
 }
 
 TEST_P(FailureTest, ALockWaitGivesUpWithItsOwnKind) {
@@ -107,7 +107,7 @@ TEST_P(FailureTest, AStatementOnAKilledSessionFailsAsALostConnection) {
     block.Bind(1, OdbcValueType::int64);
     ASSERT_TRUE(statement->BindColumns(block, diag)) << Describe(diag);
     ASSERT_EQ(statement->Fetch(diag), OdbcFetch::rows) << Describe(diag);
-    const std::wstring id = std::to_wstring(block.Int64(0, 0));
+    const std::wstring id = std::to_wstring(block.Value(0, 0).Int64());
     statement->CloseCursor();
     OdbcConnection other;
     ASSERT_NO_FATAL_FAILURE(Connect(other));

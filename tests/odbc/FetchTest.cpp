@@ -95,10 +95,11 @@ TEST_P(FetchTest, BlocksOf64CarryEveryValueOfAThousandRows) {
         ++fetches;
         for (std::size_t row = 0; row < block.Rows(); ++row, ++n) {
             ASSERT_EQ(block.Status(row), OdbcRowStatus::ok);
-            ASSERT_EQ(block.Int64(id, row), n);
-            EXPECT_EQ(block.Real64(r, row), static_cast<double>(n) / 4);
-            EXPECT_EQ(hdbtext::WideFromUtf16(block.WideText(s, row)), L"row " + std::to_wstring(n));
-            const OdbcTimestamp t = block.Timestamp(ts, row);
+            ASSERT_EQ(block.Value(id, row).Int64(), n);
+            EXPECT_EQ(block.Value(r, row).Real64(), static_cast<double>(n) / 4);
+            EXPECT_EQ(hdbtext::WideFromUtf16(block.Value(s, row).WideText()),
+                      L"row " + std::to_wstring(n));
+            const OdbcTimestamp t = block.Value(ts, row).Timestamp();
             const std::int64_t second = 3 * 3600 + 4 * 60 + 5 + n;
             EXPECT_EQ(std::vector<std::int64_t>(
                           {t.year, t.month, t.day, t.hour, t.minute, t.second, t.fraction}),
@@ -180,7 +181,7 @@ TEST_P(FetchTest, LongValuesAreReadInPiecesOnAnyRowOfTheBlock) {
     std::size_t seen = 0;
     while (statement->Fetch(diag) == OdbcFetch::rows) {
         for (std::size_t row = 0; row < block.Rows(); ++row, ++seen) {
-            const auto id = block.Int64(0, row);
+            const auto id = block.Value(0, row).Int64();
             ASSERT_EQ(id, static_cast<std::int64_t>(seen + 1));
             if (id == 2)
                 continue; // unread, so the next read moves past a row

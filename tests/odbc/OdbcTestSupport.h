@@ -158,9 +158,9 @@ protected:
         }
         while (statement->Fetch(diag) == OdbcFetch::rows)
             for (std::size_t row = 0; row < block.Rows(); ++row)
-                values.push_back(block.IsNull(0, row)
+                values.push_back(block.Value(0, row).IsNull()
                                      ? L"NULL"
-                                     : hdbtext::WideFromUtf16(block.WideText(0, row)));
+                                     : hdbtext::WideFromUtf16(block.Value(0, row).WideText()));
         EXPECT_TRUE(diag.empty()) << Describe(diag);
         return values;
     }
