@@ -1,6 +1,7 @@
 #include "ValueReader.h"
 
 #include "StringConversion.h"
+#include "hdbplatform/DataConversion.h"
 
 #include <charconv>
 #include <cstdio>
@@ -19,34 +20,40 @@ std::wstring Widen(const std::string& ascii) {
     return std::wstring(ascii.begin(), ascii.end());
 }
 
+// Reals as their shortest text that reads back as the same number.
 template <class T> std::wstring Number(T value) {
     char buffer[64];
     const auto result = std::to_chars(buffer, buffer + sizeof(buffer), value);
     return Widen(std::string(buffer, result.ptr));
 }
 
-// The exact decimal text of a DB_NUMERIC: its 128-bit magnitude with the
-// decimal point `scale` digits from the right.
-std::wstring NumericText(const DB_NUMERIC& number) {
-    unsigned __int128 magnitude = 0;
-    for (int i = 15; i >= 0; --i)
-        magnitude = (magnitude << 8) | number.val[i];
-    std::string digits;
-    do {
-        digits.insert(digits.begin(), static_cast<char>('0' + static_cast<int>(magnitude % 10)));
-        magnitude /= 10;
-    } while (magnitude != 0);
-    const size_t scale = static_cast<signed char>(number.scale) > 0 ? number.scale : 0;
-    if (scale > 0) {
-        if (digits.size() <= scale)
-            digits.insert(0, scale - digits.size() + 1, '0');
-        digits.insert(digits.size() - scale, 1, '.');
-    }
-    if (number.sign == 0 && digits.find_first_not_of("0.") != std::string::npos)
-        digits.insert(0, 1, '-');
-    return Widen(digits);
+// The text the platform's conversion engine gives a fixed-size value, the
+// same as a consumer binding it as DBTYPE_WSTR gets; empty when the value
+// has none.
+std::wstring ConvertedText(DBTYPE type, const void* data) {
+    wchar_t buffer[64];
+    DBLENGTH length = 0;
+    DBSTATUS status = DBSTATUS_S_OK;
+    const HRESULT hr = HdbDataConvert(type, DBTYPE_WSTR, 0, &length, data, buffer, sizeof(buffer),
+                                      DBSTATUS_S_OK, &status, 0, 0, DBDATACONVERT_DEFAULT);
+    if (FAILED(hr) || status != DBSTATUS_S_OK)
+        return std::wstring();
+    return std::wstring(buffer, length / sizeof(wchar_t));
 }
 
+// Currency with all four of its decimal places ("12.3400"), where its own
+// text drops the trailing zeros: as a numeric of its scale.
+std::wstring CurrencyText(const void* data) {
+    DB_NUMERIC number{};
+    DBSTATUS status = DBSTATUS_S_OK;
+    HdbDataConvert(DBTYPE_CY, DBTYPE_NUMERIC, 0, nullptr, data, &number, sizeof(number),
+                   DBSTATUS_S_OK, &status, 0, 0, DBDATACONVERT_DEFAULT);
+    return status == DBSTATUS_S_OK ? ConvertedText(DBTYPE_NUMERIC, &number) : std::wstring();
+}
+
+// Dates and times are printed as the provider delivered them, also one the
+// conversion rules refuse (a stored 2024-02-30 or a leap second), so that
+// the row still shows what the database holds.
 std::wstring Printed(const char* format, int a, int b, int c) {
     char buffer[64];
     std::snprintf(buffer, sizeof(buffer), format, a, b, c);
@@ -191,28 +198,15 @@ CValueReader::Value CValueReader::Read(size_t index) {
     case DBTYPE_IUNKNOWN:
         return ReadStream(ordinal, helper.databaseType);
     case DBTYPE_I1:
-        value.text = Number(Load<signed char>(data));
-        break;
     case DBTYPE_UI1:
-        value.text = Number(Load<unsigned char>(data));
-        break;
     case DBTYPE_I2:
-        value.text = Number(Load<std::int16_t>(data));
-        break;
     case DBTYPE_UI2:
-        value.text = Number(Load<std::uint16_t>(data));
-        break;
     case DBTYPE_I4:
-        value.text = Number(Load<std::int32_t>(data));
-        break;
     case DBTYPE_UI4:
-        value.text = Number(Load<std::uint32_t>(data));
-        break;
     case DBTYPE_I8:
-        value.text = Number(Load<std::int64_t>(data));
-        break;
     case DBTYPE_UI8:
-        value.text = Number(Load<std::uint64_t>(data));
+    case DBTYPE_NUMERIC:
+        value.text = ConvertedText(helper.boundType, data);
         break;
     case DBTYPE_R4:
         value.text = Number(Load<float>(data));
@@ -220,23 +214,11 @@ CValueReader::Value CValueReader::Read(size_t index) {
     case DBTYPE_R8:
         value.text = Number(Load<double>(data));
         break;
-    case DBTYPE_CY: {
-        // Currency: a 64-bit count of ten-thousandths.
-        const std::int64_t units = Load<std::int64_t>(data);
-        const std::uint64_t magnitude =
-            units < 0 ? 0 - static_cast<std::uint64_t>(units) : static_cast<std::uint64_t>(units);
-        char buffer[32];
-        std::snprintf(buffer, sizeof(buffer), "%s%llu.%04llu", units < 0 ? "-" : "",
-                      static_cast<unsigned long long>(magnitude / 10000),
-                      static_cast<unsigned long long>(magnitude % 10000));
-        value.text = Widen(buffer);
+    case DBTYPE_CY:
+        value.text = CurrencyText(data);
         break;
-    }
     case DBTYPE_BOOL:
         value.text = Load<VARIANT_BOOL>(data) != 0 ? L"true" : L"false";
-        break;
-    case DBTYPE_NUMERIC:
-        value.text = NumericText(Load<DB_NUMERIC>(data));
         break;
     case DBTYPE_DBDATE: {
         const DBDATE date = Load<DBDATE>(data);

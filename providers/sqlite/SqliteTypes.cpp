@@ -8,6 +8,8 @@
 
 #include "SqliteBackend.h"
 
+#include "hdbplatform/ValueText.h"
+
 namespace hdb::sqlite {
 
 namespace {
@@ -273,155 +275,39 @@ std::string TimestampText(const DBTIMESTAMP& t) {
 
 namespace {
 
-// Reads exactly count digits at text[pos].
-bool Digits(const char* text, size_t n, size_t pos, size_t count, unsigned& value) {
-    if (pos + count > n)
-        return false;
-    value = 0;
-    for (size_t i = 0; i < count; ++i) {
-        char c = text[pos + i];
-        if (c < '0' || c > '9')
-            return false;
-        value = value * 10 + (c - '0');
-    }
-    return true;
-}
-
-bool ParseClock(const char* text, size_t n, size_t pos, DBTIME& t, ULONG& fraction, size_t& end) {
-    unsigned h, m, s = 0;
-    if (!Digits(text, n, pos, 2, h) || pos + 2 >= n || text[pos + 2] != ':' ||
-        !Digits(text, n, pos + 3, 2, m))
-        return false;
-    end = pos + 5;
-    if (end < n && text[end] == ':') {
-        if (!Digits(text, n, end + 1, 2, s))
-            return false;
-        end += 3;
-    }
-    fraction = 0;
-    if (end < n && text[end] == '.') {
-        ++end;
-        ULONG scale = 100000000;
-        while (end < n && text[end] >= '0' && text[end] <= '9') {
-            fraction += (text[end] - '0') * scale;
-            scale /= 10;
-            ++end;
-        }
-    }
-    if (h > 23 || m > 59 || s > 61)
-        return false;
-    t = DBTIME{static_cast<USHORT>(h), static_cast<USHORT>(m), static_cast<USHORT>(s)};
-    return true;
-}
-
-bool Rest(const char* text, size_t n, size_t pos) {
-    // Allow a trailing zone designator SQLite's own functions accept.
-    while (pos < n && (text[pos] == ' ' || text[pos] == 'Z'))
-        ++pos;
-    return pos == n;
-}
-
-bool ParseDay(const char* text, size_t n, DBDATE& d) {
-    unsigned y, m, day;
-    if (!Digits(text, n, 0, 4, y) || n < 10 || text[4] != '-' || !Digits(text, n, 5, 2, m) ||
-        text[7] != '-' || !Digits(text, n, 8, 2, day))
-        return false;
-    if (m < 1 || m > 12 || day < 1 || day > 31)
-        return false;
-    d = DBDATE{static_cast<SHORT>(y), static_cast<USHORT>(m), static_cast<USHORT>(day)};
-    return true;
+// Stored date text: its date and time parts, the ones it lacks zero.
+bool ParseStored(const char* text, size_t n, DBTIMESTAMP& ts, bool& hasDate) {
+    bool hasTime;
+    return hdbconvert::ParseDateText(text, n, hdbconvert::DateTextForm::stored, ts, hasDate,
+                                     hasTime);
 }
 
 } // namespace
 
 bool ParseDate(const char* text, size_t n, DBDATE& d) {
-    if (!ParseDay(text, n, d))
-        return false;
-    if (n == 10)
-        return true;
     // A timestamp at midnight still reads as a date.
     DBTIMESTAMP ts;
-    return ParseTimestamp(text, n, ts) && ts.hour == 0 && ts.minute == 0 && ts.second == 0 &&
-           ts.fraction == 0;
+    bool hasDate;
+    if (!ParseStored(text, n, ts, hasDate) || !hasDate || ts.hour != 0 || ts.minute != 0 ||
+        ts.second != 0 || ts.fraction != 0)
+        return false;
+    d = DBDATE{ts.year, ts.month, ts.day};
+    return true;
 }
 
 bool ParseTime(const char* text, size_t n, DBTIME& t) {
-    ULONG fraction;
-    size_t end;
-    if (ParseClock(text, n, 0, t, fraction, end) && Rest(text, n, end))
-        return true;
+    // A timestamp reads as its time of day.
     DBTIMESTAMP ts;
-    if (!ParseTimestamp(text, n, ts))
+    bool hasDate;
+    if (!ParseStored(text, n, ts, hasDate))
         return false;
     t = DBTIME{ts.hour, ts.minute, ts.second};
     return true;
 }
 
-namespace {
-
-// The form the provider writes itself, "YYYY-MM-DD HH:MM:SS" with an
-// optional fraction, read without the general parser's branches: most
-// timestamps a query reads are of this form.
-bool ParseWrittenTimestamp(const char* p, size_t n, DBTIMESTAMP& t) {
-    if (n < 19 || p[4] != '-' || p[7] != '-' || p[10] != ' ' || p[13] != ':' || p[16] != ':')
-        return false;
-    unsigned v[14];
-    static constexpr unsigned char at[14] = {0, 1, 2, 3, 5, 6, 8, 9, 11, 12, 14, 15, 17, 18};
-    unsigned bad = 0;
-    for (int i = 0; i < 14; ++i) {
-        v[i] = static_cast<unsigned char>(p[at[i]]) - '0';
-        bad |= v[i] > 9 ? 1u : 0u;
-    }
-    if (bad)
-        return false;
-    const unsigned year = v[0] * 1000 + v[1] * 100 + v[2] * 10 + v[3];
-    const unsigned month = v[4] * 10 + v[5], day = v[6] * 10 + v[7];
-    const unsigned hour = v[8] * 10 + v[9], minute = v[10] * 10 + v[11];
-    const unsigned second = v[12] * 10 + v[13];
-    if (month < 1 || month > 12 || day < 1 || day > 31 || hour > 23 || minute > 59 || second > 61)
-        return false;
-    ULONG fraction = 0;
-    size_t i = 19;
-    if (i < n && p[i] == '.') {
-        ULONG scale = 100000000;
-        for (++i; i < n && p[i] >= '0' && p[i] <= '9'; ++i, scale /= 10)
-            fraction += (p[i] - '0') * scale;
-    }
-    if (i != n)
-        return false;
-    t = DBTIMESTAMP{static_cast<SHORT>(year),
-                    static_cast<USHORT>(month),
-                    static_cast<USHORT>(day),
-                    static_cast<USHORT>(hour),
-                    static_cast<USHORT>(minute),
-                    static_cast<USHORT>(second),
-                    fraction};
-    return true;
-}
-
-} // namespace
-
 bool ParseTimestamp(const char* text, size_t n, DBTIMESTAMP& t) {
-    if (ParseWrittenTimestamp(text, n, t))
-        return true;
-    DBDATE d;
-    if (!ParseDay(text, n, d))
-        return false;
-    t = DBTIMESTAMP{d.year, d.month, d.day, 0, 0, 0, 0};
-    if (n == 10)
-        return true;
-    if (text[10] != ' ' && text[10] != 'T')
-        return false;
-    DBTIME clock;
-    ULONG fraction;
-    size_t end;
-    if (!ParseClock(text, n, 11, clock, fraction, end) || !Rest(text, n, end))
-        return false;
-    t.hour = clock.hour;
-    t.minute = clock.minute;
-    t.second = clock.second;
-    t.fraction = fraction;
-    return true;
+    bool hasDate;
+    return ParseStored(text, n, t, hasDate) && hasDate;
 }
 
 // ------------------------------------------------------------ numbers
@@ -429,9 +315,6 @@ bool ParseTimestamp(const char* text, size_t n, DBTIMESTAMP& t) {
 namespace {
 
 using U128 = unsigned __int128;
-
-// The most digits a DB_NUMERIC holds.
-constexpr int MaxNumericDigits = 38;
 
 U128 Magnitude(const DB_NUMERIC& n) {
     U128 v = 0;
@@ -459,102 +342,14 @@ bool Fits(U128 magnitude, BYTE precision) {
     return magnitude < limit;
 }
 
-bool IsDigit(char c) {
-    return c >= '0' && c <= '9';
-}
-
-bool IsBlank(char c) {
-    return c == ' ' || (c >= '\t' && c <= '\r');
-}
-
-// A number as SQLite writes and reads one: an optional sign, digits with an
-// optional point, an optional exponent, blanks around it.
-struct DecimalText {
-    bool negative = false;
-    const char* whole = nullptr; // the digits before the point
-    size_t wholeDigits = 0;
-    const char* fraction = nullptr; // the digits after it
-    size_t fractionDigits = 0;
-    long long exponent = 0;
-
-    // Digit k of the whole digits followed by the fraction digits; zero
-    // outside them.
-    int Digit(long long k) const {
-        if (k < 0 || static_cast<size_t>(k) >= wholeDigits + fractionDigits)
-            return 0;
-        const size_t i = static_cast<size_t>(k);
-        return (i < wholeDigits ? whole[i] : fraction[i - wholeDigits]) - '0';
-    }
-};
-
-bool SplitDecimal(const char* text, size_t n, DecimalText& d) {
-    size_t i = 0;
-    while (i < n && IsBlank(text[i]))
-        ++i;
-    if (i < n && (text[i] == '-' || text[i] == '+'))
-        d.negative = text[i++] == '-';
-    d.whole = text + i;
-    while (i < n && IsDigit(text[i]))
-        ++i;
-    d.wholeDigits = static_cast<size_t>(text + i - d.whole);
-    if (i < n && text[i] == '.') {
-        d.fraction = text + ++i;
-        while (i < n && IsDigit(text[i]))
-            ++i;
-        d.fractionDigits = static_cast<size_t>(text + i - d.fraction);
-    }
-    if (d.wholeDigits + d.fractionDigits == 0)
-        return false;
-    if (i < n && (text[i] == 'e' || text[i] == 'E')) {
-        ++i;
-        bool negativeExponent = false;
-        if (i < n && (text[i] == '-' || text[i] == '+'))
-            negativeExponent = text[i++] == '-';
-        if (i == n || !IsDigit(text[i]))
-            return false;
-        // Beyond this every number is zero or too large for any scale.
-        for (; i < n && IsDigit(text[i]); ++i)
-            if (d.exponent < 100000)
-                d.exponent = d.exponent * 10 + (text[i] - '0');
-        if (negativeExponent)
-            d.exponent = -d.exponent;
-    }
-    while (i < n && IsBlank(text[i]))
-        ++i;
-    return i == n;
-}
-
-// The magnitude of d in units of 10^-scale, rounded once at the first digit
-// dropped: half up for the magnitude, so half away from zero for the value.
-// False when it has more digits than any numeric holds.
-bool RoundedMagnitude(const DecimalText& d, int scale, U128& magnitude) {
-    const auto digits = static_cast<long long>(d.wholeDigits + d.fractionDigits);
-    const long long kept = static_cast<long long>(d.wholeDigits) + d.exponent + scale;
-    magnitude = 0;
-    int significant = 0;
-    for (long long k = 0; k < kept; ++k) {
-        if (magnitude == 0 && k >= digits)
-            break; // nothing but zeros from here
-        const int digit = d.Digit(k);
-        if (magnitude == 0 && digit == 0)
-            continue;
-        if (++significant > MaxNumericDigits)
-            return false;
-        magnitude = magnitude * 10 + static_cast<unsigned>(digit);
-    }
-    if (d.Digit(kept) >= 5)
-        ++magnitude;
-    return true;
-}
+using hdbconvert::DecimalText;
 
 // The fewest digits that read back as v, with an exponent ("1.005e+00").
 // SQLite's own text of a double keeps 15 digits, which is not always the
-// same double; and without an exponent the shortest text of a large double
-// spells out its binary value (1e23 as 99999999999999991611392).
+// same double.
 std::string ShortestReal(double v) {
     char text[32];
-    auto [end, ec] = std::to_chars(text, text + sizeof text, v, std::chars_format::scientific);
-    return std::string(text, ec == std::errc() ? end : text);
+    return std::string(text, hdbconvert::ShortestRealText(v, text, sizeof text));
 }
 
 } // namespace
@@ -566,8 +361,8 @@ std::string RealText(double v) {
     // of integers would stop at), with ".0" after an integral value as
     // SQLite writes one.
     const std::string shortest = ShortestReal(v);
-    DecimalText d;
-    if (!SplitDecimal(shortest.data(), shortest.size(), d))
+    DecimalText<char> d;
+    if (!hdbconvert::SplitDecimal(shortest.data(), shortest.size(), d))
         return shortest;
     std::string digits(d.whole, d.wholeDigits);
     digits.append(d.fraction, d.fractionDigits);
@@ -629,11 +424,11 @@ bool StoreNumeric(backend::RowBuffer& row, size_t column, sqlite3_value* value, 
     default:
         return false;
     }
-    DecimalText decimal;
-    if (!SplitDecimal(text.data(), text.size(), decimal))
+    DecimalText<char> decimal;
+    if (!hdbconvert::SplitDecimal(text.data(), text.size(), decimal))
         return false;
     U128 magnitude;
-    if (!RoundedMagnitude(decimal, scale, magnitude)) {
+    if (!hdbconvert::RoundedMagnitude(decimal, scale, magnitude)) {
         // Too large for any numeric: the number as it is, which a binding at
         // any precision reports as an overflow.
         row.SetUtf8(column, text.data(), text.size());
