@@ -87,6 +87,26 @@ int VarNumericByteCountInt(const DB_VARNUMERIC* number) {
     return DecimalDigits(static_cast<LONGLONG>(decimalSum));
 }
 
+// A DB_VARNUMERIC in wrapping 64-bit integer arithmetic: its bytes times
+// the powers of 256, times 10^-scale, negated for sign 0. `weight` turns the
+// double powers into 64 bits, as the signed or the unsigned read does it.
+ULONGLONG VarNumericInteger(const DB_VARNUMERIC* number, ULONGLONG (*weight)(double)) {
+    const BYTE* bytes = VarNumericBytes(number);
+    const int byteCount = VarNumericByteCountInt(number);
+    ULONGLONG value = 0;
+    for (int i = 0; i < byteCount; ++i)
+        value += bytes[i] * weight(std::pow(256.0, i));
+    const BYTE scale = static_cast<BYTE>(number->scale);
+    value *= weight(std::pow(10.0, -static_cast<int>(scale)));
+    return number->sign != 0 ? value : 0 - value;
+}
+
+// The weight of the signed read: a power from 2^63 up becomes the lowest
+// 64-bit value.
+ULONGLONG SignedWeight(double power) {
+    return static_cast<ULONGLONG>(TruncateToInt64(power));
+}
+
 // Nanoseconds to milliseconds as the first three digits of the fraction
 // printed with at least nine digits: a ten-digit fraction (beyond one second)
 // loses its last seven digits rather than six.
@@ -120,6 +140,17 @@ COleDateTime OleDateTimeOf(SYSTEMTIME time) {
 // The local time of whole seconds since 1970-01-01 00:00 UTC.
 COleDateTime LocalOleDateTimeOfSeconds(double value) {
     return COleDateTime(static_cast<__time64_t>(TruncateToInt64(value)));
+}
+
+// Hands the local time of `value`, taken as whole seconds since 1970-01-01
+// 00:00 UTC, to `store` for *record; false for a null record. Parts that
+// cannot be had read as -1, which the records store as 0xFFFF.
+template <class Record, class Store>
+bool StoreLocalParts(Record* record, double value, Store store) {
+    if (record == nullptr)
+        return false;
+    store(*record, LocalOleDateTimeOfSeconds(value));
+    return true;
 }
 
 } // namespace
@@ -181,30 +212,12 @@ double CRowSet::TransFormFromVarNumeric(const DB_VARNUMERIC* number) {
 }
 
 LONGLONG CRowSet::TransFormFromVarNumericInt(const DB_VARNUMERIC* number) {
-    if (number == nullptr)
-        return 0;
-    const BYTE* bytes = VarNumericBytes(number);
-    const int byteCount = VarNumericByteCountInt(number);
     // Unsigned arithmetic wraps as the signed two's complement sum would.
-    ULONGLONG value = 0;
-    for (int i = 0; i < byteCount; ++i)
-        value += bytes[i] * static_cast<ULONGLONG>(TruncateToInt64(std::pow(256.0, i)));
-    const BYTE scale = static_cast<BYTE>(number->scale);
-    value *= static_cast<ULONGLONG>(TruncateToInt64(std::pow(10.0, -static_cast<int>(scale))));
-    return static_cast<LONGLONG>(number->sign != 0 ? value : 0 - value);
+    return number != nullptr ? static_cast<LONGLONG>(VarNumericInteger(number, SignedWeight)) : 0;
 }
 
 ULONGLONG CRowSet::TransFormFromVarNumericUnsignedInt(const DB_VARNUMERIC* number) {
-    if (number == nullptr)
-        return 0;
-    const BYTE* bytes = VarNumericBytes(number);
-    const int byteCount = VarNumericByteCountInt(number);
-    ULONGLONG value = 0;
-    for (int i = 0; i < byteCount; ++i)
-        value += bytes[i] * TruncateToUInt64(std::pow(256.0, i));
-    const BYTE scale = static_cast<BYTE>(number->scale);
-    value *= TruncateToUInt64(std::pow(10.0, -static_cast<int>(scale)));
-    return number->sign != 0 ? value : 0 - value;
+    return number != nullptr ? VarNumericInteger(number, TruncateToUInt64) : 0;
 }
 
 // ------------------------------------------------------------------ numbers out
@@ -328,24 +341,19 @@ COleDateTime CRowSet::TransFormFromOleDateTime(const DBTIMESTAMP* timestamp,
 // ------------------------------------------------------------------ dates out
 
 bool CRowSet::TransFormToDate(DBDATE* date, double value) {
-    if (date == nullptr)
-        return false;
-    const COleDateTime local = LocalOleDateTimeOfSeconds(value);
-    // The parts are -1 when the time cannot be broken down: 0xFFFF each.
-    date->year = static_cast<SHORT>(local.GetYear());
-    date->month = static_cast<USHORT>(local.GetMonth());
-    date->day = static_cast<USHORT>(local.GetDay());
-    return true;
+    return StoreLocalParts(date, value, [](DBDATE& parts, const COleDateTime& local) {
+        parts.year = static_cast<SHORT>(local.GetYear());
+        parts.month = static_cast<USHORT>(local.GetMonth());
+        parts.day = static_cast<USHORT>(local.GetDay());
+    });
 }
 
 bool CRowSet::TransFormToTime(DBTIME* time, double value) {
-    if (time == nullptr)
-        return false;
-    const COleDateTime local = LocalOleDateTimeOfSeconds(value);
-    time->hour = static_cast<USHORT>(local.GetHour());
-    time->minute = static_cast<USHORT>(local.GetMinute());
-    time->second = static_cast<USHORT>(local.GetSecond());
-    return true;
+    return StoreLocalParts(time, value, [](DBTIME& parts, const COleDateTime& local) {
+        parts.hour = static_cast<USHORT>(local.GetHour());
+        parts.minute = static_cast<USHORT>(local.GetMinute());
+        parts.second = static_cast<USHORT>(local.GetSecond());
+    });
 }
 
 bool CRowSet::TransFormToDateTime(DBTIMESTAMP* timestamp, double value) {
