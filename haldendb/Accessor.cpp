@@ -5,7 +5,7 @@
 #include "haldendb/MessageTable.h"
 #include "haldendb/RowSet.h"
 
-#include <cwchar>
+#include <cstddef>
 
 namespace {
 
@@ -105,14 +105,16 @@ bool CAccessor::InternalBindColumnsToAccessor(const ULONGLONG count, const DBBIN
         return false;
 
     for (ULONGLONG i = 0; i < count; ++i) {
-        wchar_t text[256] = {};
+        // Sized by the text itself: a translated message may run long.
+        CString text;
         if (const unsigned int message = BindStatusMessage(m_pBindStatus[i]); message != 0) {
             if (const wchar_t* format = CMessageTable::Find(message); format != nullptr)
-                if (swprintf_s(text, sizeof(text) / sizeof(text[0]), format, i) < 0)
-                    text[0] = L'\0';
+                text.Format(format, i);
         }
-        OutputError(MsgCantCreateAccessor, CBasicStringView<wchar_t>(text, std::wcslen(text)),
-                    HDB_BIND_POSITION);
+        OutputError(
+            MsgCantCreateAccessor,
+            CBasicStringView<wchar_t>(text.GetString(), static_cast<std::size_t>(text.GetLength())),
+            HDB_BIND_POSITION);
     }
     return false;
 }

@@ -528,10 +528,10 @@ void CBaseOLEDBClass::DumpErrorHResult(const HRESULT hr, const wchar_t* const ca
     }
     if (systemText != nullptr)
         LocalFree(systemText);
-    wchar_t message[128];
-    if (swprintf_s(message, 128, L"HResult of %ld returned", hr) < 0)
-        message[0] = L'\0';
-    Deliver(m_pErrorCallback, m_pErrorUserObject, message, std::wcslen(message), captionText, hr,
+    CString message;
+    message.Format(L"HResult of %ld returned", hr);
+    Deliver(m_pErrorCallback, m_pErrorUserObject, message.GetString(),
+            static_cast<std::size_t>(message.GetLength()), captionText, hr,
             HDB_SOURCE_POS(L"void __cdecl CBaseOLEDBClass::DumpErrorHResult(const long,"
                            L"const wchar_t *const ,const wchar_t *const ) const"));
 }

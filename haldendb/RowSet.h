@@ -440,6 +440,13 @@ protected:
                                                       const db_col_access_helper& helper);
     char* ReadAnsiFromSequentialStream(size_t ordinal, const db_col_access_helper& helper);
     wchar_t* ReadUnicodeFromSequentialStream(size_t ordinal, const db_col_access_helper& helper);
+    // The whole stream of a column as text in `buffer` of `capacity`
+    // characters, made on first use and grown as the text needs; `empty`
+    // and a report naming `position` when there is no stream.
+    template <class Char>
+    Char* ReadStreamText(size_t ordinal, const db_col_access_helper& helper,
+                         std::unique_ptr<Char[]>& buffer, size_t& capacity, Char* empty,
+                         const LoggingSourcePos& position);
 
     // The helper of an ordinal; an unfilled one for an ordinal beyond the
     // helpers.
@@ -461,6 +468,8 @@ protected:
     // Releases the rows of the current batch and leaves the rowset at the
     // end of the result; the provider's answer (S_OK when none were held).
     HRESULT ReleaseFetchedRows();
+    // ReleaseFetchedRows with a report of a failure; false after the report.
+    bool ReleaseBatch();
     // The stream a column holds in the row, without a report; null when it
     // has none.
     ISequentialStream* StreamInRow(const db_col_access_helper& helper) const;
