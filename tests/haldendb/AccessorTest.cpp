@@ -5,7 +5,6 @@
 using rowsettest::Column;
 using rowsettest::EmbeddedDatabase;
 using rowsettest::RowSetFrame;
-using rowsettest::ScriptedRowset;
 
 namespace {
 
@@ -13,25 +12,17 @@ const wchar_t* const BindSignature =
     L"bool __cdecl CAccessor::InternalBindColumnsToAccessor(const unsigned __int64,const struct "
     L"tagDBBINDING *,const unsigned __int64)";
 
-class AccessorTest : public ::testing::Test {
+class AccessorTest : public rowsettest::ScriptedRowSetTest {
 protected:
     void SetUp() override {
         provider.columns = {Column(1, DBTYPE_I4, 4), Column(2, DBTYPE_WSTR, 10),
                             Column(3, DBTYPE_R8, 8)};
     }
-    void TearDown() override { EXPECT_EQ(provider.references.load(), 0u); }
-
-    RowSetFrame frame;
-    ScriptedRowset provider;
 };
 
 TEST_F(AccessorTest, RejectedBindingsGiveOneReportLinePerBinding) {
     provider.rejected = {DBBINDSTATUS_OK, DBBINDSTATUS_UNSUPPORTEDCONVERSION, DBBINDSTATUS_OK};
-    provider.AddRef();
-    {
-        CRowSet rowset(static_cast<IRowset*>(&provider), frame);
-        EXPECT_FALSE(rowset.BuildRowSet(false, 65000));
-    }
+    EXPECT_FALSE(Open().BuildRowSet(false, 65000));
     const auto& reports = frame.errors.reports;
     ASSERT_EQ(reports.size(), 4u);
     for (const auto& report : reports) {
@@ -54,11 +45,9 @@ TEST_F(AccessorTest, EveryKindOfRejectionIsNamed) {
     provider.rejected = {DBBINDSTATUS_BADORDINAL,  DBBINDSTATUS_UNSUPPORTEDCONVERSION,
                          DBBINDSTATUS_BADBINDINFO, DBBINDSTATUS_BADSTORAGEFLAGS,
                          DBBINDSTATUS_NOINTERFACE, DBBINDSTATUS_MULTIPLESTORAGE};
-    provider.AddRef();
     {
-        CRowSet rowset(static_cast<IRowset*>(&provider), frame);
         hdbtest::ThreadLanguage german(MAKELANGID(LANG_GERMAN, SUBLANG_GERMAN));
-        EXPECT_FALSE(rowset.BuildRowSet(false, 65000));
+        EXPECT_FALSE(Open().BuildRowSet(false, 65000));
     }
     const wchar_t* expected[] = {
         L"Eine falsche Spaltennummer: 0 wurde übergben.",
@@ -74,11 +63,8 @@ TEST_F(AccessorTest, EveryKindOfRejectionIsNamed) {
 }
 
 TEST_F(AccessorTest, BuildingAgainReleasesTheFirstHandle) {
-    provider.AddRef();
     {
-        CRowSet rowset(static_cast<IRowset*>(&provider), frame);
-        ASSERT_TRUE(rowset.BuildRowSet(false, 65000));
-        CAccessor accessor(rowset);
+        CAccessor accessor(Build());
         ASSERT_TRUE(accessor.BuildAccessor());
         const HACCESSOR first = accessor;
         EXPECT_EQ(provider.accessorsReleased, 0);
@@ -88,14 +74,15 @@ TEST_F(AccessorTest, BuildingAgainReleasesTheFirstHandle) {
         // Every binding of the rowset reached the provider.
         EXPECT_EQ(provider.bindings.size(), 3u);
     }
+    rowset.reset();
     // The rowset's accessor and the second one are given back on destruction.
     EXPECT_EQ(provider.accessorsCreated, provider.accessorsReleased);
     EXPECT_TRUE(frame.errors.reports.empty());
 }
 
 TEST_F(AccessorTest, OwnerWithoutProviderObjectFailsQuietly) {
-    CRowSet rowset(frame);
-    CAccessor accessor(rowset);
+    CRowSet owner(frame);
+    CAccessor accessor(owner);
     EXPECT_EQ(static_cast<IAccessor*>(accessor), nullptr);
     EXPECT_FALSE(accessor.BuildAccessor());
     EXPECT_FALSE(accessor.BuildFastLoadAccessor());

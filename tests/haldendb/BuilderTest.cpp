@@ -13,6 +13,9 @@ using Ext = CExtCommandClass;
 
 namespace {
 
+using BuilderSelect = commandtest::SqliteCommandTest;
+using BuilderExecution = commandtest::SqliteCommandTest;
+
 std::wstring W(const CBasicString<wchar_t>& text) {
     return std::wstring(text);
 }
@@ -63,10 +66,7 @@ TEST(BuilderText, StaticBuildersWriteExactTexts) {
     EXPECT_EQ(std::wstring(Ext::GetDefaultValues()), L" DEFAULT VALUES");
 }
 
-TEST(BuilderText, SelectsWithoutHintsOnOtherDatabases) {
-    SqliteSource db;
-    ASSERT_TRUE(db.connected);
-    auto command = db.Command();
+TEST_F(BuilderSelect, SelectsWithoutHintsOnOtherDatabases) {
     EXPECT_EQ(W(command->GetSelectCommand(L"t", L"a, b", L"a > 1", L"b")),
               L"SELECT a, b FROM t WHERE a > 1 ORDER BY b");
     EXPECT_EQ(W(command->GetSelectCommand(L"t", L"", L"", L"")), L"SELECT  FROM t");
@@ -143,10 +143,7 @@ TEST(Literals, EightBitTextIsWidenedByteByByte) {
     EXPECT_EQ(W(quoted), std::wstring(L"'\u00c3\u00a4' + CHAR(39) + 'x'"));
 }
 
-TEST(Literals, GenericLiteralsComeBackUnchangedFromSqlite) {
-    SqliteSource db;
-    ASSERT_TRUE(db.connected);
-    auto command = db.Command();
+TEST_F(BuilderExecution, GenericLiteralsComeBackUnchangedFromSqlite) {
     const std::vector<std::wstring> texts = {
         L"",       L"plain",      L"'",
         L"''",     L"a'b",        L"'lead",
@@ -163,12 +160,9 @@ TEST(Literals, GenericLiteralsComeBackUnchangedFromSqlite) {
     EXPECT_TRUE(db.errors.reports.empty());
 }
 
-TEST(BuilderExecution, RowsWrittenByTheBuildersReadBackThroughTheTypedGetters) {
-    SqliteSource db;
-    ASSERT_TRUE(db.connected);
+TEST_F(BuilderExecution, RowsWrittenByTheBuildersReadBackThroughTheTypedGetters) {
     db.Exec(L"CREATE TABLE items (id INTEGER, name TEXT, price REAL, seen TIMESTAMP)");
     db.Exec(L"CREATE TABLE archive (id INTEGER, name TEXT)");
-    auto command = db.Command();
     auto literal = [&](const std::wstring& text) {
         return std::wstring(command->MakeSQLCompliant<0>(CBasicStringView<wchar_t>(text)));
     };
@@ -217,11 +211,8 @@ TEST(BuilderExecution, RowsWrittenByTheBuildersReadBackThroughTheTypedGetters) {
     EXPECT_TRUE(db.errors.reports.empty());
 }
 
-TEST(BuilderExecution, MaxElementValueIsOneAboveTheLargest) {
-    SqliteSource db;
-    ASSERT_TRUE(db.connected);
+TEST_F(BuilderExecution, MaxElementValueIsOneAboveTheLargest) {
     db.Exec(L"CREATE TABLE n (id INTEGER, r REAL)");
-    auto command = db.Command();
     EXPECT_EQ(W(command->GetMaxElementValue(L"n", L"id")), L"1");
     db.Exec(L"INSERT INTO n VALUES (41, 2.25)");
     db.Exec(L"INSERT INTO n VALUES (7, -3.5)");

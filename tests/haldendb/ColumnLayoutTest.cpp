@@ -4,34 +4,16 @@
 using rowsettest::Column;
 using rowsettest::EmbeddedDatabase;
 using rowsettest::RowSetFrame;
-using rowsettest::ScriptedRowset;
 
 namespace {
 
 constexpr DBLENGTH Unbounded = ~DBLENGTH{0};
 constexpr DBLENGTH W = sizeof(wchar_t);
 
-class ScriptedColumns : public ::testing::Test {
+class ScriptedColumns : public rowsettest::ScriptedRowSetTest {
 protected:
-    void TearDown() override {
-        rowset.reset();
-        // Every reference the library took has been given back.
-        EXPECT_EQ(provider.references.load(), 0u);
-    }
-
-    CRowSet& Build(bool withBookmark, bool asStreams = true, ULONG longLength = 65000) {
-        provider.AddRef();
-        rowset = std::make_unique<CRowSet>(static_cast<IRowset*>(&provider), frame);
-        rowset->SetLongColumnsAsStreams(asStreams);
-        EXPECT_TRUE(rowset->BuildRowSet(withBookmark, longLength));
-        return *rowset;
-    }
     CColumnBindings& Bindings() { return *static_cast<CColumnBindings*>(*rowset); }
     const DBBINDING& Binding(DBORDINAL index) { return static_cast<DBBINDING*>(Bindings())[index]; }
-
-    RowSetFrame frame;
-    ScriptedRowset provider;
-    std::unique_ptr<CRowSet> rowset;
 };
 
 TEST_F(ScriptedColumns, NamesResolveFromTheCacheFirstThenByCaseInsensitivePrefix) {
@@ -64,7 +46,7 @@ TEST_F(ScriptedColumns, NameViewOfTheDescriptionItselfFindsItsColumn) {
     EXPECT_EQ(info.GetColumnsOrdinal(info.GetColumnName(2)), 2u);
 }
 
-TEST_F(ScriptedColumns, BookmarkColumnIsCountedApart) {
+TEST_F(ScriptedColumns, BookmarkColumnIsCountedApartAndSkippedWhenUnbound) {
     provider.columns = {Column(0, DBTYPE_BYTES, 8, DBCOLUMNFLAGS_ISBOOKMARK),
                         Column(1, DBTYPE_I4, 4), Column(2, DBTYPE_WSTR, 10)};
     CRowSet& set = Build(true);
@@ -82,18 +64,15 @@ TEST_F(ScriptedColumns, BookmarkColumnIsCountedApart) {
     EXPECT_TRUE(set.IsLong(1));
     EXPECT_TRUE(set.IsUnicodeString(2));
     EXPECT_EQ(Binding(0).iOrdinal, 0u);
-}
 
-TEST_F(ScriptedColumns, BookmarkLeftUnboundIsSkipped) {
-    provider.columns = {Column(0, DBTYPE_BYTES, 8, DBCOLUMNFLAGS_ISBOOKMARK),
-                        Column(1, DBTYPE_I4, 4), Column(2, DBTYPE_WSTR, 10)};
-    CRowSet& set = Build(false);
+    // Left unbound, the bookmark is skipped.
+    CRowSet& unbound = Build(false);
     EXPECT_EQ(Bindings().GetColumnCount(), 2u);
     EXPECT_EQ(Binding(0).iOrdinal, 1u);
     EXPECT_EQ(Binding(0).obStatus, 0u);
-    EXPECT_EQ(set.GetColumnValue(1), 0u);
-    EXPECT_TRUE(set.IsLong(1));
-    EXPECT_FALSE(set.IsLong(0));
+    EXPECT_EQ(unbound.GetColumnValue(1), 0u);
+    EXPECT_TRUE(unbound.IsLong(1));
+    EXPECT_FALSE(unbound.IsLong(0));
 }
 
 TEST_F(ScriptedColumns, ResultWithoutBookmarkCountsAllColumns) {
@@ -106,9 +85,7 @@ TEST_F(ScriptedColumns, ResultWithoutBookmarkCountsAllColumns) {
 }
 
 TEST_F(ScriptedColumns, LookupsWithoutColumnsAnswerNeutralValues) {
-    provider.AddRef();
-    CRowSet owner(static_cast<IRowset*>(&provider), frame);
-    CColumnsInfo info(owner);
+    CColumnsInfo info(Open());
     EXPECT_THROW(info[0], CColumnsInfo::CColumnsInfoException);
     EXPECT_EQ(info.GetPrecision(0), 16);
     EXPECT_EQ(info.GetScale(0), 0);

@@ -33,13 +33,21 @@ public:
     bool connected = false;
 };
 
+// Tests of one command made before the test scripts its statements.
+class ScriptedCommandTest : public ::testing::Test {
+protected:
+    void SetUp() override { ASSERT_TRUE(db.connected); }
+
+    ScriptedSource db;
+    std::shared_ptr<CExtCommandClass> command = db.Command();
+};
+using CommandRetry = ScriptedCommandTest;
+using CommandCancel = ScriptedCommandTest;
+
 } // namespace
 
-TEST(CommandRetry, ADeadlockVictimIsTriedFourTimesAndReportedOnce) {
-    ScriptedSource db;
-    ASSERT_TRUE(db.connected);
+TEST_F(CommandRetry, ADeadlockVictimIsTriedFourTimesAndReportedOnce) {
     auto rule = db.provider.OnStatement(L"UPDATE t").FailAlways(hdbscripted::DeadlockVictim());
-    auto command = db.Command();
     LONGLONG affected = 9;
     EXPECT_FALSE(command->Update(L"t", L"a = 1", L"", &affected));
     EXPECT_EQ(rule.Executions(), 4);
@@ -50,13 +58,10 @@ TEST(CommandRetry, ADeadlockVictimIsTriedFourTimesAndReportedOnce) {
     EXPECT_NE(db.errors.reports[0].message.find(L"40001"), std::wstring::npos);
 }
 
-TEST(CommandRetry, AVictimThatSucceedsOnALaterTryIsNotReported) {
-    ScriptedSource db;
-    ASSERT_TRUE(db.connected);
+TEST_F(CommandRetry, AVictimThatSucceedsOnALaterTryIsNotReported) {
     auto rule = db.provider.OnStatement(L"UPDATE t")
                     .FailFirst(3, hdbscripted::DeadlockVictim())
                     .RowsAffected(2);
-    auto command = db.Command();
     LONGLONG affected = 0;
     EXPECT_TRUE(command->Update(L"t", L"a = 1", L"", &affected));
     EXPECT_EQ(rule.Executions(), 4);
@@ -64,9 +69,7 @@ TEST(CommandRetry, AVictimThatSucceedsOnALaterTryIsNotReported) {
     EXPECT_TRUE(db.errors.reports.empty());
 }
 
-TEST(CommandRetry, OtherFailuresAndCancelsAreNotRetried) {
-    ScriptedSource db;
-    ASSERT_TRUE(db.connected);
+TEST_F(CommandRetry, OtherFailuresAndCancelsAreNotRetried) {
     hdbscripted::Fault syntax;
     syntax.kind = hdbscripted::FaultKind::syntax;
     syntax.message = L"near \"UPDAT\": syntax error";
@@ -75,7 +78,6 @@ TEST(CommandRetry, OtherFailuresAndCancelsAreNotRetried) {
     canceled.kind = hdbscripted::FaultKind::canceled;
     canceled.message = L"interrupted";
     auto stopped = db.provider.OnStatement(L"DELETE").FailAlways(canceled);
-    auto command = db.Command();
 
     EXPECT_FALSE(command->Execute(L"UPDAT x", nullptr));
     EXPECT_EQ(wrong.Executions(), 1);
@@ -87,12 +89,9 @@ TEST(CommandRetry, OtherFailuresAndCancelsAreNotRetried) {
     EXPECT_EQ(db.errors.reports.size(), 1u);
 }
 
-TEST(CommandCancel, AFailingCancelLeavesOutcomeTwoAndTheStatementsResult) {
-    ScriptedSource db;
-    ASSERT_TRUE(db.connected);
+TEST_F(CommandCancel, AFailingCancelLeavesOutcomeTwoAndTheStatementsResult) {
     auto slow = db.provider.OnStatement(L"slow").Blocks(std::chrono::milliseconds(300));
     db.provider.CancelAnswers(E_FAIL);
-    auto command = db.Command();
     auto cancel = std::make_shared<Cancel>([&](Cancel&) {
         // Cancel only once the statement is really running.
         return slow.WaitUntilBlocked(std::chrono::seconds(5));
@@ -105,11 +104,8 @@ TEST(CommandCancel, AFailingCancelLeavesOutcomeTwoAndTheStatementsResult) {
     EXPECT_TRUE(db.errors.reports.empty());
 }
 
-TEST(CommandCancel, ASuccessfulCancelEndsTheBlockedStatementQuietly) {
-    ScriptedSource db;
-    ASSERT_TRUE(db.connected);
+TEST_F(CommandCancel, ASuccessfulCancelEndsTheBlockedStatementQuietly) {
     auto slow = db.provider.OnStatement(L"slow").Blocks(std::chrono::seconds(30));
-    auto command = db.Command();
     auto cancel = std::make_shared<Cancel>(
         [&](Cancel&) { return slow.WaitUntilBlocked(std::chrono::seconds(5)); });
     command->SetPtrCancelLongRunningQuery(cancel);
@@ -121,7 +117,7 @@ TEST(CommandCancel, ASuccessfulCancelEndsTheBlockedStatementQuietly) {
     EXPECT_TRUE(db.errors.reports.empty());
 }
 
-TEST(CommandRetry, ASevereErrorThrowsAndLeavesTheCommandUsable) {
+TEST(CommandSeverity, ASevereErrorThrowsAndLeavesTheCommandUsable) {
     ScriptedSource db;
     ASSERT_TRUE(db.connected);
     db.source->SetErrorSeverityMap(std::make_shared<CBaseOLEDBClass::ErrorSeverityMap>(

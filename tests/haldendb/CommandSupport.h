@@ -51,6 +51,16 @@ public:
     bool connected = false;
 };
 
+// Tests of one command on a connected embedded data source of the generic
+// dialect.
+class SqliteCommandTest : public ::testing::Test {
+protected:
+    void SetUp() override { ASSERT_TRUE(db.connected); }
+
+    SqliteSource db;
+    std::shared_ptr<CExtCommandClass> command = db.Command();
+};
+
 // The text of column `name` of the rowset's current row.
 inline std::wstring Text(CRowSet& rowset, const wchar_t* name) {
     const size_t ordinal = rowset.GetColumnsOrdinal(name);

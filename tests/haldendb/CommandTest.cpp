@@ -14,16 +14,16 @@ using commandtest::Text;
 
 namespace {
 
+using CommandExecution = commandtest::SqliteCommandTest;
+using CommandSettings = commandtest::SqliteCommandTest;
+
 std::wstring W(const CBasicString<wchar_t>& text) {
     return std::wstring(text);
 }
 
 } // namespace
 
-TEST(CommandExecution, EmptyTextFailsWithoutTouchingTheDatabase) {
-    SqliteSource db;
-    ASSERT_TRUE(db.connected);
-    auto command = db.Command();
+TEST_F(CommandExecution, EmptyTextFailsWithoutTouchingTheDatabase) {
     command->SetCommand(CBasicStringView<wchar_t>(L"SELECT 1"));
     LONGLONG affected = 7;
     EXPECT_FALSE(command->Execute(CBasicStringView<wchar_t>(), &affected));
@@ -35,10 +35,7 @@ TEST(CommandExecution, EmptyTextFailsWithoutTouchingTheDatabase) {
     EXPECT_TRUE(db.errors.reports.empty());
 }
 
-TEST(CommandExecution, AFailingStatementIsReportedOnceWithItsText) {
-    SqliteSource db;
-    ASSERT_TRUE(db.connected);
-    auto command = db.Command();
+TEST_F(CommandExecution, AFailingStatementIsReportedOnceWithItsText) {
     LONGLONG affected = 7;
     EXPECT_FALSE(command->Execute(L"INSERT INTO nowhere VALUES (1)", &affected));
     EXPECT_EQ(affected, 0);
@@ -52,10 +49,7 @@ TEST(CommandExecution, AFailingStatementIsReportedOnceWithItsText) {
     EXPECT_TRUE(command->Execute(L"CREATE TABLE somewhere (a INTEGER)", nullptr));
 }
 
-TEST(CommandExecution, SelectsLeaveTheirRowsetAndNoCommandObject) {
-    SqliteSource db;
-    ASSERT_TRUE(db.connected);
-    auto command = db.Command();
+TEST_F(CommandExecution, SelectsLeaveTheirRowsetAndNoCommandObject) {
     ASSERT_TRUE(command->SelectExecute(L"SELECT 'first' AS v"));
     EXPECT_EQ(static_cast<ICommandText*>(*command), nullptr);
     ASSERT_NE(command->GetRowSet(), nullptr);
@@ -77,10 +71,7 @@ TEST(CommandExecution, SelectsLeaveTheirRowsetAndNoCommandObject) {
     EXPECT_TRUE(command->Release());
 }
 
-TEST(CommandExecution, ARowLimitEndsTheSelectAfterExactlyThatManyRows) {
-    SqliteSource db;
-    ASSERT_TRUE(db.connected);
-    auto command = db.Command();
+TEST_F(CommandExecution, ARowLimitEndsTheSelectAfterExactlyThatManyRows) {
     // More rows than one fetch brings, so a limit of 25 spans two batches.
     const wchar_t* const sixty =
         L"WITH RECURSIVE c(v) AS (SELECT 1 UNION ALL SELECT v + 1 FROM c WHERE v < 60) "
@@ -108,10 +99,7 @@ TEST(CommandExecution, ARowLimitEndsTheSelectAfterExactlyThatManyRows) {
     EXPECT_TRUE(db.errors.reports.empty());
 }
 
-TEST(CommandExecution, CreateRowSetWrapsARowsetObtainedElsewhere) {
-    SqliteSource db;
-    ASSERT_TRUE(db.connected);
-    auto command = db.Command();
+TEST_F(CommandExecution, CreateRowSetWrapsARowsetObtainedElsewhere) {
     EXPECT_FALSE(command->CreateRowSet(nullptr, true));
     IRowset* rows = nullptr;
     command->SetCommand(CBasicStringView<wchar_t>(L"SELECT 'x' AS v"));
@@ -122,11 +110,8 @@ TEST(CommandExecution, CreateRowSetWrapsARowsetObtainedElsewhere) {
     EXPECT_EQ(Text(*command->GetRowSet(), L"v"), L"x");
 }
 
-TEST(CommandExecution, PreparedExecutionsRunAsOften) {
-    SqliteSource db;
-    ASSERT_TRUE(db.connected);
+TEST_F(CommandExecution, PreparedExecutionsRunAsOften) {
     db.Exec(L"CREATE TABLE p (a INTEGER)");
-    auto command = db.Command();
     command->SetNumberOfCalls(2);
     LONGLONG affected = 0;
     EXPECT_TRUE(command->Execute(L"INSERT INTO p VALUES (1)", &affected));
@@ -220,10 +205,7 @@ TEST(CommandTransaction, StatementsOfATransactionCommandRollBack) {
     EXPECT_TRUE(db.errors.reports.empty());
 }
 
-TEST(CommandSettings, StreamSizeOnlyGrows) {
-    SqliteSource db;
-    ASSERT_TRUE(db.connected);
-    auto command = db.Command();
+TEST_F(CommandSettings, StreamSizeOnlyGrows) {
     EXPECT_EQ(command->GetStreamSize(), 65000u);
     command->SetStreamSize(100u);
     EXPECT_EQ(command->GetStreamSize(), 65000u);

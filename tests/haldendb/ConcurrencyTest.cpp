@@ -8,8 +8,6 @@
 
 #include "haldendb/TransactionClass.h"
 
-#include <sqlite3.h>
-
 #include <atomic>
 #include <chrono>
 #include <future>
@@ -20,32 +18,6 @@
 using namespace hdbtest;
 
 namespace {
-
-// A connection of SQLite's own client to the test's file.
-class SqliteClient {
-public:
-    explicit SqliteClient(const std::wstring& path) {
-        sqlite3_open(std::string(path.begin(), path.end()).c_str(), &m_db);
-    }
-    ~SqliteClient() { sqlite3_close(m_db); }
-    SqliteClient(const SqliteClient&) = delete;
-    SqliteClient& operator=(const SqliteClient&) = delete;
-
-    bool Exec(const char* sql) { return sqlite3_exec(m_db, sql, nullptr, nullptr, nullptr) == 0; }
-    // The first column of the first row as a number; -1 when the query fails.
-    long long Number(const char* sql) {
-        sqlite3_stmt* statement = nullptr;
-        long long value = -1;
-        if (sqlite3_prepare_v2(m_db, sql, -1, &statement, nullptr) == SQLITE_OK &&
-            sqlite3_step(statement) == SQLITE_ROW)
-            value = sqlite3_column_int64(statement, 0);
-        sqlite3_finalize(statement);
-        return value;
-    }
-
-private:
-    sqlite3* m_db = nullptr;
-};
 
 // Runs `work(i)` on `count` threads that start together.
 template <class Work> void OnThreads(int count, Work work) {
@@ -91,13 +63,6 @@ public:
     HRESULT STDMETHODCALLTYPE RestartPosition(HCHAPTER) override { return E_NOTIMPL; }
 };
 
-// The data source with the members under test opened up.
-class OpenDataSource : public CDataSource {
-public:
-    using CDataSource::isPooledConnection;
-    using CDataSource::SetMultipleConnectionProperty;
-};
-
 class ConcurrencyTest : public testing::Test {
 protected:
     SettingsIsolation settings;
@@ -133,6 +98,8 @@ TEST_F(ConcurrencyTest, ASecondConnectTakesTheConnectionOfTheOneAtWork) {
     });
     secondCalled = true;
     EXPECT_TRUE(source->Connect());
+    // It waited for the first instead of answering while that one was at work.
+    EXPECT_EQ(source->GetConnectionState(), CDataSource::eConnected);
     unlocker.join();
     EXPECT_TRUE(first.get());
 
@@ -237,10 +204,17 @@ TEST_F(ConcurrencyTest, TheDataSourceObjectIsAskedSafelyWhileAnotherThreadReconn
     auto open = std::make_shared<OpenDataSource>();
     ASSERT_TRUE(open->Connect(CLSID_HDB_EMBEDDED, path, L"", L"", L""));
     // Every reconnect releases the data source object and makes a new one
-    // while the other thread keeps asking it.
+    // while the other thread keeps asking it and borrowing sessions.
     std::atomic<bool> stop{false};
+    std::atomic<int> lent{0};
     std::thread asker([&] {
         while (!stop.load()) {
+            open->IsConnected();
+            if (boost::shared_ptr<CommandLiveChecker> checker =
+                    open->GetCurrentDatabaseSessionCommand()) {
+                ++lent;
+                checker->SetInUse(false);
+            }
             open->isPooledConnection();
             open->SetFastLoadProperty(true);
             open->SetMultipleConnectionProperty(true);
@@ -251,9 +225,14 @@ TEST_F(ConcurrencyTest, TheDataSourceObjectIsAskedSafelyWhileAnotherThreadReconn
     int connects = 0;
     for (int round = 0; round < 100; ++round)
         connects += open->Connect() ? 1 : 0;
+    // The reconnects may leave the asker no moment with a session; once
+    // connected for good it must get one.
+    for (int wait = 0; wait < 200 && lent.load() == 0; ++wait)
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
     stop = true;
     asker.join();
     EXPECT_EQ(connects, 100);
+    EXPECT_GT(lent.load(), 0);
 
     CTransactionClass transaction(open);
     ASSERT_TRUE(transaction.StartTransaction(ISOLATIONLEVEL_READCOMMITTED, 0, nullptr, nullptr));

@@ -15,7 +15,6 @@
 
 #include <atomic>
 #include <chrono>
-#include <future>
 #include <memory>
 #include <stdexcept>
 #include <thread>
@@ -23,14 +22,6 @@
 using namespace hdbtest;
 
 namespace {
-
-// The data source with its protected members opened up.
-class OpenDataSource : public CDataSource {
-public:
-    using CDataSource::CDataSource;
-    using CDataSource::isPooledConnection;
-    using CDataSource::SetMultipleConnectionProperty;
-};
 
 using hdbscripted::ObjectKind;
 using hdbscripted::ReceivedProperty;
@@ -377,54 +368,6 @@ TEST(DataSourcePlatformTest, SqlServerTypesReachTheDriverWhoseRefusalIsReported)
 // their own so that the thread sanitizer run finds them.
 using ConnectionThreadTest = ConnectionTest;
 
-TEST_F(ConnectionThreadTest, ASecondConnectWaitsForTheFirst) {
-    std::promise<void> gate;
-    std::shared_future<void> opened = gate.get_future().share();
-    std::atomic<int> held{0};
-    auto& provider = Provider(CLSID_HDB_SQLOLEDB);
-    provider.BeforeConnect([&] {
-        if (held++ == 0)
-            opened.wait();
-    });
-    CDataSource source(CBaseOLEDBClass::eSQLServer);
-    source.SetDataSource(L"server");
-    source.SetUser(L"u");
-
-    std::atomic<bool> firstDone{false};
-    std::atomic<bool> secondDone{false};
-    std::atomic<bool> secondBeforeGate{false};
-    std::atomic<bool> gateOpened{false};
-    auto first = std::async(std::launch::async, [&] {
-        const bool result = source.Connect(CLSID_HDB_SQLOLEDB);
-        firstDone = true;
-        return result;
-    });
-    while (held.load() == 0)
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    ASSERT_EQ(source.GetConnectionState(), CDataSource::eConnecting);
-
-    auto second = std::async(std::launch::async, [&] {
-        const bool result = source.Connect();
-        secondBeforeGate = !gateOpened.load();
-        secondDone = true;
-        return result;
-    });
-    std::this_thread::sleep_for(std::chrono::milliseconds(300));
-    EXPECT_FALSE(secondDone.load());
-    gateOpened = true;
-    gate.set_value();
-
-    EXPECT_TRUE(first.get());
-    EXPECT_TRUE(second.get());
-    EXPECT_FALSE(secondBeforeGate.load());
-    EXPECT_TRUE(firstDone.load());
-    EXPECT_EQ(source.GetConnectionState(), CDataSource::eConnected);
-    EXPECT_TRUE(source.IsConnected());
-    // The second took the first one's connection instead of making its own.
-    EXPECT_EQ(provider.Connects(), 1);
-    provider.BeforeConnect(nullptr);
-}
-
 TEST_F(ConnectionThreadTest, ReleaseWaitsForRunningExecutions) {
     CDataSource source(CBaseOLEDBClass::eSQLServer);
     ASSERT_TRUE(source.Connect(CLSID_HDB_SQLOLEDB, L"server", L"u", L"p", L"db"));
@@ -444,39 +387,6 @@ TEST_F(ConnectionThreadTest, ReleaseWaitsForRunningExecutions) {
     executions.join();
     EXPECT_EQ(source.GetRunningExecutions(), 0);
     EXPECT_EQ(source.GetConnectionState(), CDataSource::eReleased);
-}
-
-TEST_F(ConnectionThreadTest, SessionsAndConnectionChecksAreSafeBesideReconnects) {
-    CDataSource source(CBaseOLEDBClass::eSQLServer);
-    ASSERT_TRUE(source.Connect(CLSID_HDB_SQLOLEDB, L"server", L"u", L"p", L"db"));
-    // Every Connect releases the provider objects and makes new ones; the
-    // other thread keeps asking them. Without a callback, the reports of
-    // the moments without a data source object go nowhere.
-    std::atomic<bool> stop{false};
-    std::atomic<int> lent{0};
-    std::thread asker([&] {
-        while (!stop.load()) {
-            source.IsConnected();
-            if (boost::shared_ptr<CommandLiveChecker> checker =
-                    source.GetCurrentDatabaseSessionCommand()) {
-                ++lent;
-                checker->SetInUse(false);
-            }
-        }
-    });
-    int connects = 0;
-    for (int round = 0; round < 200; ++round)
-        connects += source.Connect() ? 1 : 0;
-    // The reconnects may leave the asker no moment with a session; once
-    // connected for good it must get one.
-    for (int wait = 0; wait < 200 && lent.load() == 0; ++wait)
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    stop = true;
-    asker.join();
-    EXPECT_EQ(connects, 200);
-    EXPECT_GT(lent.load(), 0);
-    EXPECT_TRUE(source.IsConnected());
-    EXPECT_TRUE(source.Release());
 }
 
 // ------------------------------------------------------------------ provider answers
@@ -530,12 +440,16 @@ protected:
     ReportCollector errors;
 };
 
-TEST_F(EmbeddedDataSourceTest, ConnectsAndReconnectsToADatabaseFile) {
-    const std::wstring path = folder.File("cycle.db");
+TEST_F(EmbeddedDataSourceTest, WithNothingConfiguredTheShortConnectOpensAndReopensAFile) {
+    const std::wstring path = folder.File("app.db");
     CDataSource source;
     Collect(source);
-    ASSERT_TRUE(source.Connect(CLSID_HDB_EMBEDDED, path, L"", L"", L"")) << errors.reports.size();
+    ASSERT_TRUE(source.Connect(path, L"", L"", L""));
+    EXPECT_EQ(source.GetSQLDatabaseType(), CBaseOLEDBClass::eGenericDatabase);
+    EXPECT_EQ(source.GetOLEDBProvider(), CBaseOLEDBClass::eProvider5);
+    EXPECT_EQ(source.GetProviderCLSID(), CLSID_HDB_EMBEDDED);
     EXPECT_TRUE(source.IsConnected());
+    EXPECT_EQ(QueryNumber(source, L"SELECT 7 * 6"), 42);
     ASSERT_EQ(Execute(source, L"CREATE TABLE t (v INTEGER)"), S_OK);
     ASSERT_EQ(Execute(source, L"INSERT INTO t VALUES (1), (2), (3)"), S_OK);
 
@@ -548,20 +462,6 @@ TEST_F(EmbeddedDataSourceTest, ConnectsAndReconnectsToADatabaseFile) {
     EXPECT_TRUE(source.IsConnected());
     EXPECT_EQ(QueryNumber(source, L"SELECT COUNT(*) FROM t"), 3);
     EXPECT_TRUE(errors.reports.empty());
-}
-
-TEST_F(EmbeddedDataSourceTest, WithNothingConfiguredTheShortConnectOpensAnEmbeddedFile) {
-    const std::wstring path = folder.File("app.db");
-    CDataSource source;
-    Collect(source);
-    ASSERT_TRUE(source.Connect(path, L"", L"", L""));
-    EXPECT_EQ(source.GetSQLDatabaseType(), CBaseOLEDBClass::eGenericDatabase);
-    EXPECT_EQ(source.GetOLEDBProvider(), CBaseOLEDBClass::eProvider5);
-    EXPECT_EQ(source.GetProviderCLSID(), CLSID_HDB_EMBEDDED);
-    EXPECT_TRUE(source.IsConnected());
-    EXPECT_EQ(QueryNumber(source, L"SELECT 7 * 6"), 42);
-    source.Release();
-    EXPECT_TRUE(std::filesystem::exists(path));
 }
 
 TEST_F(EmbeddedDataSourceTest, AFileThatCannotBeOpenedIsReportedWithThePasswordMasked) {
@@ -612,24 +512,13 @@ TEST_F(EmbeddedDataSourceTest, ThePoolLendsFreeSessionsAndGrowsWhenAllAreInUse) 
     EXPECT_EQ(ExecuteOn(*first, L"SELECT 1"), S_OK);
 }
 
-TEST_F(EmbeddedDataSourceTest, ServerOnlyPropertiesAreRefusedQuietly) {
-    OpenDataSource source;
-    Collect(source);
-    EXPECT_FALSE(source.SetFastLoadProperty(true)); // not connected
-    ASSERT_TRUE(source.Connect(CLSID_HDB_EMBEDDED, folder.File("props.db"), L"", L"", L""));
-    // Bulk loading through the server's property set is not offered here.
-    EXPECT_FALSE(source.SetFastLoadProperty(true));
-    EXPECT_FALSE(source.IsFastLoadEnabled());
-    EXPECT_TRUE(errors.reports.empty());
-    EXPECT_TRUE(source.SetMultipleConnectionProperty(true));
-    EXPECT_TRUE(errors.reports.empty());
-}
-
-TEST_F(EmbeddedDataSourceTest, PoolingAndStructuredStorageAsTheEmbeddedProviderAnswers) {
+TEST_F(EmbeddedDataSourceTest, ServicesAndServerOnlyPropertiesAsTheEmbeddedProviderAnswers) {
     OpenDataSource source;
     Collect(source);
     // Before a connect there is no object to ask: the default (pooled) is
-    // assumed and the call is reported; no storage flags are known.
+    // assumed and the call is reported; no storage flags are known and no
+    // property can be set.
+    EXPECT_FALSE(source.SetFastLoadProperty(true));
     EXPECT_TRUE(source.isPooledConnection());
     ASSERT_EQ(errors.reports.size(), 1u);
     EXPECT_EQ(errors.reports[0].hr, E_UNEXPECTED);
@@ -642,6 +531,11 @@ TEST_F(EmbeddedDataSourceTest, PoolingAndStructuredStorageAsTheEmbeddedProviderA
     // Long values are read as sequential streams.
     EXPECT_EQ(source.GetStructuredStorageProperty(),
               static_cast<DWORD>(DBPROPVAL_SS_ISEQUENTIALSTREAM));
+    // Bulk loading through the server's property set is not offered here;
+    // the refusal is quiet.
+    EXPECT_FALSE(source.SetFastLoadProperty(true));
+    EXPECT_FALSE(source.IsFastLoadEnabled());
+    EXPECT_TRUE(source.SetMultipleConnectionProperty(true));
     EXPECT_TRUE(errors.reports.empty());
 }
 

@@ -140,10 +140,13 @@ TEST_F(DialectTest, DatesAreWrittenIntoTheirTemplates) {
     EXPECT_EQ(Text(sqlServer.GetConvertDateTimeFunction(null)), L"CONVERT(datetime, '', 120)");
 }
 
-TEST_F(DialectTest, RowLimitsAndTheSeverityQueryFollowTheDatabaseType) {
+TEST_F(DialectTest, TraitsRowLimitsAndTheSeverityQueryFollowTheDatabaseType) {
     for (int value = -128; value <= 127; ++value) {
         CDataSource source(Type(value));
         const bool sqlServer = value == 0 || (value >= 3 && value <= 6);
+        EXPECT_EQ(CBaseOLEDBClass::IsSqlServer(Type(value)), sqlServer) << value;
+        EXPECT_EQ(CBaseOLEDBClass::IsFastLoadSupported(Type(value)), sqlServer) << value;
+        EXPECT_EQ(CBaseOLEDBClass::IsSelectTopNSupported(Type(value)), sqlServer) << value;
         EXPECT_EQ(source.hasTopStatement(), sqlServer) << value;
         EXPECT_EQ(source.hasLimitStatement(), value == 7) << value;
         EXPECT_EQ(source.hasSelectExistsStatement(), value == 7) << value;

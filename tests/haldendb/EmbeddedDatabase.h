@@ -1,16 +1,66 @@
 // Helpers for tests against the embedded SQLite provider: a database file in
-// a temporary folder of its own, and plain OLE DB calls (the library's
-// command classes are not used, so these tests depend only on the
-// connection) to run a statement and to count a table's rows.
+// a temporary folder of its own, plain OLE DB calls (the library's command
+// classes are not used, so these tests depend only on the connection) to run
+// a statement and to count a table's rows, and SQLite's own client to check
+// what reached the file.
 #pragma once
 
 #include "TestSupport.h"
 
 #include "haldendb/DataSource.h"
 
+#include <sqlite3.h>
+
 #include <string>
 
 namespace hdbtest {
+
+// The data source with its protected members opened up.
+class OpenDataSource : public CDataSource {
+public:
+    using CDataSource::CDataSource;
+    using CDataSource::isPooledConnection;
+    using CDataSource::SetMultipleConnectionProperty;
+};
+
+// A connection of SQLite's own client to a test's file.
+class SqliteClient {
+public:
+    explicit SqliteClient(const std::wstring& path) {
+        sqlite3_open(std::string(path.begin(), path.end()).c_str(), &m_db);
+    }
+    ~SqliteClient() { sqlite3_close(m_db); }
+    SqliteClient(const SqliteClient&) = delete;
+    SqliteClient& operator=(const SqliteClient&) = delete;
+
+    bool Exec(const char* sql) { return sqlite3_exec(m_db, sql, nullptr, nullptr, nullptr) == 0; }
+    // The first column of the first row as a number; -1 when the query fails.
+    long long Number(const char* sql) {
+        long long value = -1;
+        Step(sql, [&](sqlite3_stmt* row) { value = sqlite3_column_int64(row, 0); });
+        return value;
+    }
+    // The first column of the first row as text; "<unreadable>" when the
+    // query fails.
+    std::string Text(const char* sql) {
+        std::string value = "<unreadable>";
+        Step(sql, [&](sqlite3_stmt* row) {
+            const auto* text = sqlite3_column_text(row, 0);
+            value = text ? reinterpret_cast<const char*>(text) : "";
+        });
+        return value;
+    }
+
+private:
+    template <class Read> void Step(const char* sql, Read read) {
+        sqlite3_stmt* statement = nullptr;
+        if (sqlite3_prepare_v2(m_db, sql, -1, &statement, nullptr) == SQLITE_OK &&
+            sqlite3_step(statement) == SQLITE_ROW)
+            read(statement);
+        sqlite3_finalize(statement);
+    }
+    sqlite3* m_db = nullptr;
+};
 
 // Runs `sql` through a command of `commands`; the result of Execute, and the
 // rows it affected in *affected. A rowset, if any, is asked for as `rowset`.

@@ -53,8 +53,9 @@ TEST(EmptyValues, ReadAsEmptyWithAndWithoutStreams) {
                     // Text streams carry wide characters.
                     const size_t width = column == s ? sizeof(wchar_t) : 1;
                     ASSERT_EQ(bytes.size(), want->size() * width);
-                    if (!want->empty())
+                    if (!want->empty()) {
                         EXPECT_EQ(bytes[0], (*want)[0]);
+                    }
                 } else if (column == s) {
                     EXPECT_EQ(std::string(r.GetCurrColumnsChar(column)), *want);
                 } else if (!want->empty()) {

@@ -26,15 +26,6 @@ TEST(ModuleTest, InitialisationRegistersTheLibraryOnce) {
     EXPECT_NE(CDynLinkLibrary::FindByModuleName(L"haldendbu64"), nullptr);
 }
 
-TEST(TraitsTest, OnlyTheSqlServerFamilyHasSqlServerTraits) {
-    for (int value = -128; value <= 127; ++value) {
-        const bool sqlServer = value == 0 || (value >= 3 && value <= 6);
-        EXPECT_EQ(CBaseOLEDBClass::IsSqlServer(Type(value)), sqlServer) << value;
-        EXPECT_EQ(CBaseOLEDBClass::IsFastLoadSupported(Type(value)), sqlServer) << value;
-        EXPECT_EQ(CBaseOLEDBClass::IsSelectTopNSupported(Type(value)), sqlServer) << value;
-    }
-}
-
 TEST(TraitsTest, SettingsValuesKeepTheirLowByte) {
     static_assert(sizeof(DbType) == 1 && sizeof(Provider) == 1);
     EXPECT_EQ(Type(0x105), CBaseOLEDBClass::eSQLServerNativeClient11);

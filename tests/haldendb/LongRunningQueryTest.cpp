@@ -5,8 +5,6 @@
 
 #include "haldendb/TransactionClass.h"
 
-#include <sqlite3.h>
-
 #include <atomic>
 #include <chrono>
 #include <string>
@@ -17,65 +15,52 @@ using Cancel = CCommandClass::CancelLongRunningQuery;
 
 namespace {
 
+using LongRunningQuery = commandtest::SqliteCommandTest;
+using LongRunningQueryCancelScope = commandtest::SqliteCommandTest;
+
 // Counts without end: only a cancel stops it.
 const wchar_t EndlessQuery[] = L"WITH RECURSIVE c(x) AS (SELECT 1 UNION ALL SELECT x + 1 FROM c) "
                                L"SELECT count(*) FROM c";
 
 } // namespace
 
-TEST(LongRunningQuery, TheCallbacksYesCancelsQuietly) {
-    SqliteSource db;
-    ASSERT_TRUE(db.connected);
-    auto command = db.Command();
-    std::atomic<int> asked{0};
-    std::thread::id asker;
-    auto cancel = std::make_shared<Cancel>([&](Cancel& self) {
-        EXPECT_EQ(&self, command->GetPtrCancelLongRunningQuery().get());
-        asker = std::this_thread::get_id();
-        // Give the statement time to get going, as a polling caller would.
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
-        return ++asked >= 2;
-    });
-    command->SetPtrCancelLongRunningQuery(cancel);
-    ASSERT_TRUE(command->IsLongRunningQuery());
+TEST_F(LongRunningQuery, TheCallbacksYesCancelsStatementsAndSelectsQuietly) {
+    for (const bool select : {false, true}) {
+        SCOPED_TRACE(select);
+        std::atomic<int> asked{0};
+        std::thread::id asker;
+        auto cancel = std::make_shared<Cancel>([&](Cancel& self) {
+            EXPECT_EQ(&self, command->GetPtrCancelLongRunningQuery().get());
+            asker = std::this_thread::get_id();
+            // Give the statement time to get going, as a polling caller would.
+            std::this_thread::sleep_for(std::chrono::milliseconds(50));
+            return ++asked >= 2;
+        });
+        command->SetPtrCancelLongRunningQuery(cancel);
+        ASSERT_TRUE(command->IsLongRunningQuery());
 
-    const auto start = std::chrono::steady_clock::now();
-    LONGLONG affected = 5;
-    EXPECT_FALSE(command->Execute(EndlessQuery, &affected));
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20));
-    EXPECT_EQ(affected, 0);
-    EXPECT_EQ(asked.load(), 2);
-    EXPECT_NE(asker, std::this_thread::get_id());
-    EXPECT_EQ(cancel->GetOutcome(), Cancel::eCanceled);
-    EXPECT_TRUE(db.errors.reports.empty());
-    EXPECT_EQ(static_cast<ICommandText*>(*command), nullptr);
+        const auto start = std::chrono::steady_clock::now();
+        LONGLONG affected = 5;
+        EXPECT_FALSE(select ? command->SelectExecute(EndlessQuery)
+                            : command->Execute(EndlessQuery, &affected));
+        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20));
+        EXPECT_EQ(affected, select ? 5 : 0);
+        EXPECT_EQ(asked.load(), 2);
+        EXPECT_NE(asker, std::this_thread::get_id());
+        EXPECT_EQ(cancel->GetOutcome(), Cancel::eCanceled);
+        EXPECT_TRUE(db.errors.reports.empty());
+        EXPECT_EQ(static_cast<ICommandText*>(*command), nullptr);
+        EXPECT_EQ(command->GetRowSet(), nullptr);
 
-    // The outcome stays; the command runs the next statement normally.
-    command->SetPtrCancelLongRunningQuery(nullptr);
-    EXPECT_TRUE(command->SelectExecute(L"SELECT 1 AS v"));
-    EXPECT_EQ(cancel->GetOutcome(), Cancel::eCanceled);
+        // The outcome stays; the command runs the next statement normally.
+        command->SetPtrCancelLongRunningQuery(nullptr);
+        EXPECT_TRUE(command->SelectExecute(L"SELECT 1 AS v"));
+        EXPECT_EQ(cancel->GetOutcome(), Cancel::eCanceled);
+    }
 }
 
-TEST(LongRunningQuery, SelectsAreCancelledTheSameWay) {
-    SqliteSource db;
-    ASSERT_TRUE(db.connected);
-    auto command = db.Command();
-    auto cancel = std::make_shared<Cancel>([](Cancel&) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-        return true;
-    });
-    command->SetPtrCancelLongRunningQuery(cancel);
-    EXPECT_FALSE(command->SelectExecute(EndlessQuery));
-    EXPECT_EQ(command->GetRowSet(), nullptr);
-    EXPECT_EQ(cancel->GetOutcome(), Cancel::eCanceled);
-    EXPECT_TRUE(db.errors.reports.empty());
-}
-
-TEST(LongRunningQuery, ANoOrNoCallbackLetsTheStatementFinish) {
-    SqliteSource db;
-    ASSERT_TRUE(db.connected);
+TEST_F(LongRunningQuery, ANoOrNoCallbackLetsTheStatementFinish) {
     db.Exec(L"CREATE TABLE lr (a INTEGER)");
-    auto command = db.Command();
 
     auto never = std::make_shared<Cancel>([](Cancel&) {
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
@@ -104,10 +89,7 @@ TEST(LongRunningQuery, ANoOrNoCallbackLetsTheStatementFinish) {
     EXPECT_EQ(db.errors.reports.size(), 1u);
 }
 
-TEST(LongRunningQuery, ACallbackMayDropTheCommandsPointerToItsCancelObject) {
-    SqliteSource db;
-    ASSERT_TRUE(db.connected);
-    auto command = db.Command();
+TEST_F(LongRunningQuery, ACallbackMayDropTheCommandsPointerToItsCancelObject) {
     auto asked = std::make_shared<std::atomic<int>>(0);
     // The command holds the only reference; the callback drops it and then
     // still reads its own captures, which must outlive the question.
@@ -128,30 +110,7 @@ TEST(LongRunningQuery, ACallbackMayDropTheCommandsPointerToItsCancelObject) {
     EXPECT_TRUE(command->Execute(L"SELECT 1", nullptr));
 }
 
-namespace {
-
-// The ids stored in table t, read by SQLite's own client from the file.
-std::string StoredIds(const std::wstring& path) {
-    sqlite3* db = nullptr;
-    std::string ids = "<unreadable>";
-    if (sqlite3_open_v2(std::string(path.begin(), path.end()).c_str(), &db, SQLITE_OPEN_READONLY,
-                        nullptr) == SQLITE_OK) {
-        sqlite3_stmt* stmt = nullptr;
-        if (sqlite3_prepare_v2(db, "SELECT coalesce(group_concat(id), '') FROM t", -1, &stmt,
-                               nullptr) == SQLITE_OK &&
-            sqlite3_step(stmt) == SQLITE_ROW)
-            ids = reinterpret_cast<const char*>(sqlite3_column_text(stmt, 0));
-        sqlite3_finalize(stmt);
-    }
-    sqlite3_close(db);
-    return ids;
-}
-
-} // namespace
-
-TEST(LongRunningQueryCancelScope, ACancelEndsItsStatementAndNothingElseOfTheSession) {
-    SqliteSource db;
-    ASSERT_TRUE(db.connected);
+TEST_F(LongRunningQueryCancelScope, ACancelEndsItsStatementAndNothingElseOfTheSession) {
     db.Exec(L"CREATE TABLE t (id INTEGER)");
     // Commands made from one transaction object share its session: one
     // reads a result half way while the other's statement is cancelled.
@@ -174,7 +133,8 @@ TEST(LongRunningQueryCancelScope, ACancelEndsItsStatementAndNothingElseOfTheSess
     runner->SetPtrCancelLongRunningQuery(nullptr);
 
     EXPECT_TRUE(runner->Execute(L"INSERT INTO t VALUES (1)", nullptr));
-    EXPECT_EQ(StoredIds(db.path), "1");
+    EXPECT_EQ(hdbtest::SqliteClient(db.path).Text("SELECT coalesce(group_concat(id), '') FROM t"),
+              "1");
     int more = 0;
     while (rows.FetchNext())
         ++more;
@@ -182,11 +142,8 @@ TEST(LongRunningQueryCancelScope, ACancelEndsItsStatementAndNothingElseOfTheSess
     EXPECT_TRUE(db.errors.reports.empty());
 }
 
-TEST(LongRunningQueryCancelScope, AnImmediateCancelEndsAStatementThatHadNotStarted) {
-    SqliteSource db;
-    ASSERT_TRUE(db.connected);
+TEST_F(LongRunningQueryCancelScope, AnImmediateCancelEndsAStatementThatHadNotStarted) {
     db.Exec(L"CREATE TABLE t (id INTEGER)");
-    auto command = db.Command();
     // The watcher may ask before the statement runs or even before the
     // provider's Execute was called; the cancel must reach it either way.
     // The count ends, but only long after any test.
@@ -199,5 +156,6 @@ TEST(LongRunningQueryCancelScope, AnImmediateCancelEndsAStatementThatHadNotStart
     EXPECT_TRUE(db.errors.reports.empty());
     command->SetPtrCancelLongRunningQuery(nullptr);
     EXPECT_TRUE(command->Execute(L"INSERT INTO t VALUES (2)", nullptr));
-    EXPECT_EQ(StoredIds(db.path), "2");
+    EXPECT_EQ(hdbtest::SqliteClient(db.path).Text("SELECT coalesce(group_concat(id), '') FROM t"),
+              "2");
 }

@@ -184,24 +184,24 @@ TEST_F(SeverityTest, SevereErrorThrowsAfterTheReportWasDelivered) {
     EXPECT_EQ(object.errors.reports.size(), 1u);
 }
 
-TEST_F(SeverityTest, SeventeenIsTheFirstSevereLevel) {
-    FailWith(3621);
-    EXPECT_THROW(Check(DB_E_ERRORSINCOMMAND), severe_sql_error);
-    FailWith(2601);
-    EXPECT_TRUE(Check(DB_E_ERRORSINCOMMAND));
-    FailWith(9999); // not in the map
-    EXPECT_TRUE(Check(DB_E_ERRORSINCOMMAND));
-}
-
-TEST_F(SeverityTest, WithoutMapNothingIsSevere) {
-    object.SetErrorSeverityMap(nullptr);
-    FailWith(824);
-    EXPECT_TRUE(Check(DB_E_ERRORSINCOMMAND));
-}
-
-TEST_F(SeverityTest, DeadlockVictimIsRetriedNotThrown) {
-    FailWith(1205);
-    EXPECT_TRUE(Check(DB_E_ERRORSINCOMMAND));
+TEST_F(SeverityTest, LevelsFromSeventeenThrowAndADeadlockVictimIsRetried) {
+    const auto map = object.GetErrorSeverityMap();
+    const struct {
+        LONG nativeError;
+        bool withMap;
+        bool throws;
+    } cases[] = {{3621, true, true},  {824, true, true},   {2601, true, false},
+                 {9999, true, false}, {1205, true, false}, {824, false, false}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.nativeError);
+        object.SetErrorSeverityMap(c.withMap ? map : nullptr);
+        FailWith(c.nativeError);
+        if (c.throws) {
+            EXPECT_THROW(Check(DB_E_ERRORSINCOMMAND), severe_sql_error);
+        } else {
+            EXPECT_TRUE(Check(DB_E_ERRORSINCOMMAND));
+        }
+    }
     FailWith(1205);
     EXPECT_TRUE(ReportingObject::CheckNeedRetry(DB_E_ERRORSINCOMMAND, &source, IID_ICommandText));
 }

@@ -1,7 +1,7 @@
 // What the rowset tests share: results of the real embedded provider, and a
 // scripted rowset for what that provider never produces (a bookmark column,
 // 8-bit text and the narrow integer types, an accessor rejecting chosen
-// bindings).
+// bindings) with a fixture that builds the library's rowset over it.
 #pragma once
 
 #include "TestSupport.h"
@@ -92,6 +92,20 @@ private:
 
 // The object rowsets are made from: reporting into collectors.
 class RowSetFrame : public hdbtest::ReportingObject {};
+
+// Rowsets of the library over queries of a fresh embedded database.
+class EmbeddedRowSetTest : public ::testing::Test {
+protected:
+    std::unique_ptr<CRowSet> Open(const std::wstring& sql, bool streams = true) {
+        auto rowset = std::make_unique<CRowSet>(db.Query(sql), frame);
+        rowset->SetLongColumnsAsStreams(streams);
+        EXPECT_TRUE(rowset->BuildRowSet(false, 65000));
+        return rowset;
+    }
+
+    EmbeddedDatabase db;
+    RowSetFrame frame;
+};
 
 // One scripted value: the status, and the bytes the provider would write.
 struct Cell {
@@ -247,6 +261,32 @@ public:
 
 private:
     size_t m_next = 0;
+};
+
+// The library's rowset over a scripted provider; by the end of the test the
+// library has given back every reference it took.
+class ScriptedRowSetTest : public ::testing::Test {
+protected:
+    void TearDown() override {
+        rowset.reset();
+        EXPECT_EQ(provider.references.load(), 0u);
+    }
+    // A rowset over the provider, not built yet.
+    CRowSet& Open() {
+        provider.AddRef(); // handed to the rowset
+        rowset = std::make_unique<CRowSet>(static_cast<IRowset*>(&provider), frame);
+        return *rowset;
+    }
+    CRowSet& Build(bool withBookmark = false, bool asStreams = true, ULONG longLength = 65000) {
+        CRowSet& set = Open();
+        set.SetLongColumnsAsStreams(asStreams);
+        EXPECT_TRUE(set.BuildRowSet(withBookmark, longLength));
+        return set;
+    }
+
+    RowSetFrame frame;
+    ScriptedRowset provider;
+    std::unique_ptr<CRowSet> rowset;
 };
 
 } // namespace rowsettest

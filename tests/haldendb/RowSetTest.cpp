@@ -3,13 +3,10 @@
 #include "RowSetSupport.h"
 
 using rowsettest::Column;
-using rowsettest::EmbeddedDatabase;
-using rowsettest::RowSetFrame;
-using rowsettest::ScriptedRowset;
 
 namespace {
 
-class RowSetTest : public ::testing::Test {
+class RowSetTest : public rowsettest::EmbeddedRowSetTest {
 protected:
     // A table n of `rows` rows with ids 1..rows.
     void Fill(int rows) {
@@ -18,14 +15,6 @@ protected:
             db.Exec(L"WITH RECURSIVE c(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM c WHERE i < " +
                     std::to_wstring(rows) + L") INSERT INTO n SELECT i, 'r' || i FROM c");
     }
-    std::unique_ptr<CRowSet> Open(const std::wstring& sql) {
-        auto rowset = std::make_unique<CRowSet>(db.Query(sql), frame);
-        EXPECT_TRUE(rowset->BuildRowSet(false, 65000));
-        return rowset;
-    }
-
-    EmbeddedDatabase db;
-    RowSetFrame frame;
 };
 
 struct Batching {
@@ -210,24 +199,19 @@ TEST_F(RowSetTest, ReleaseMidBatchGivesEverythingBack) {
     EXPECT_TRUE(frame.errors.reports.empty());
 }
 
-TEST(ScriptedRowSet, RowTheProviderCannotDeliverEndsTheWalkWithAReport) {
-    RowSetFrame frame;
-    ScriptedRowset provider;
+using ScriptedRowSet = rowsettest::ScriptedRowSetTest;
+
+TEST_F(ScriptedRowSet, RowTheProviderCannotDeliverEndsTheWalkWithAReport) {
     provider.columns = {Column(1, DBTYPE_I4, 4)};
     provider.rows = {{rowsettest::Cell::Of<LONG>(1)}, {rowsettest::Cell::Of<LONG>(2)}};
-    provider.AddRef();
-    {
-        CRowSet rowset(static_cast<IRowset*>(&provider), frame);
-        ASSERT_TRUE(rowset.BuildRowSet(false, 65000));
-        ASSERT_TRUE(rowset.FetchNext());
-        provider.dataResult = DB_E_BADROWHANDLE;
-        EXPECT_FALSE(rowset.FetchNext());
-    }
+    CRowSet& r = Build();
+    ASSERT_TRUE(r.FetchNext());
+    provider.dataResult = DB_E_BADROWHANDLE;
+    EXPECT_FALSE(r.FetchNext());
     ASSERT_EQ(frame.errors.reports.size(), 1u);
     EXPECT_EQ(frame.errors.reports[0].caption, L"OLE DB Error: Can't get data from row");
     EXPECT_EQ(frame.errors.reports[0].hr, DB_E_BADROWHANDLE);
     EXPECT_EQ(frame.errors.reports[0].function, L"bool __cdecl CRowSet::ReadData(void)");
-    EXPECT_EQ(provider.references.load(), 0u);
 }
 
 TEST_F(RowSetTest, RebuildAfterFetchingStartsOverWithTheNewLayout) {
