@@ -21,6 +21,7 @@
 // core hands to the consumer as error records of the successful call.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -164,6 +165,14 @@ public:
         SetFixed(column, DBTYPE_DBTIMESTAMP, value);
     }
     void SetGuid(size_t column, const GUID& value) { SetFixed(column, DBTYPE_GUID, value); }
+    // A value of one of the fixed-size cell types (not BOOL) given as bytes.
+    void SetFixedBytes(size_t column, DBTYPE type, const void* value, size_t bytes) {
+        Cell& c = m_cells[column];
+        c.type = type;
+        c.deferred = false;
+        c.length = std::min(bytes, sizeof c.v);
+        std::memcpy(&c.v, value, c.length);
+    }
     void SetWide(size_t column, const wchar_t* text, size_t chars) {
         SetVariable(column, DBTYPE_WSTR, text, chars * sizeof(wchar_t));
     }

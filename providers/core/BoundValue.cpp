@@ -37,49 +37,113 @@ template <class T> T LoadAt(const void* p) {
     return value;
 }
 
-// Converts through the conversion engine into a cell of type to.
-DBSTATUS ConvertInto(DBTYPE from, const void* src, DBLENGTH srcLength, DBTYPE to,
-                     backend::RowBuffer& set, size_t col) {
+// What a cell holds before it is stored: the fixed-size cell types.
+union CellValue {
+    LONGLONG i8;
+    double r8;
+    DB_NUMERIC numeric;
+    DBDATE date;
+    DBTIME time;
+    DBTIMESTAMP timestamp;
+    VARIANT_BOOL flag;
+};
+
+// The cell type each fixed-size type of a consumer's value is kept as; the
+// engine converts into it. Any other type goes as wide text.
+struct CellForm {
+    DBTYPE consumer;
+    DBTYPE cell;
+    size_t bytes; // of the cell type
+};
+constexpr CellForm kCellForms[] = {
+    {DBTYPE_I1, DBTYPE_I8, sizeof(LONGLONG)},
+    {DBTYPE_I2, DBTYPE_I8, sizeof(LONGLONG)},
+    {DBTYPE_I4, DBTYPE_I8, sizeof(LONGLONG)},
+    {DBTYPE_I8, DBTYPE_I8, sizeof(LONGLONG)},
+    {DBTYPE_UI1, DBTYPE_I8, sizeof(LONGLONG)},
+    {DBTYPE_UI2, DBTYPE_I8, sizeof(LONGLONG)},
+    {DBTYPE_UI4, DBTYPE_I8, sizeof(LONGLONG)},
+    {DBTYPE_UI8, DBTYPE_I8, sizeof(LONGLONG)}, // beyond INT64_MAX: as text
+    {DBTYPE_BOOL, DBTYPE_BOOL, sizeof(VARIANT_BOOL)},
+    {DBTYPE_R4, DBTYPE_R8, sizeof(double)},
+    {DBTYPE_R8, DBTYPE_R8, sizeof(double)},
+    {DBTYPE_CY, DBTYPE_R8, sizeof(double)},
+    {DBTYPE_NUMERIC, DBTYPE_NUMERIC, sizeof(DB_NUMERIC)},
+    {DBTYPE_DECIMAL, DBTYPE_NUMERIC, sizeof(DB_NUMERIC)},
+    {DBTYPE_DBDATE, DBTYPE_DBDATE, sizeof(DBDATE)},
+    {DBTYPE_DBTIME, DBTYPE_DBTIME, sizeof(DBTIME)},
+    {DBTYPE_DBTIMESTAMP, DBTYPE_DBTIMESTAMP, sizeof(DBTIMESTAMP)},
+    {DBTYPE_DATE, DBTYPE_DBTIMESTAMP, sizeof(DBTIMESTAMP)},
+};
+
+const CellForm* CellFormOf(DBTYPE type) {
+    for (const CellForm& form : kCellForms)
+        if (form.consumer == type)
+            return &form;
+    return nullptr;
+}
+
+// Converts a value of any type through the engine into a wide text cell.
+DBSTATUS ConvertToWide(DBTYPE from, const void* src, DBLENGTH srcLength, backend::RowBuffer& set,
+                       size_t col) {
+    DBLENGTH needed = 0;
+    if (FAILED(HdbGetConversionSize(from, DBTYPE_WSTR, &srcLength, &needed, src)))
+        return DBSTATUS_E_CANTCONVERTVALUE;
+    std::wstring text(needed / sizeof(wchar_t) + 1, L'\0');
     DBSTATUS status = DBSTATUS_S_OK;
     DBLENGTH length = 0;
-    switch (to) {
-    case DBTYPE_R8: {
-        double v = 0;
-        HdbDataConvert(from, to, srcLength, &length, src, &v, sizeof v, DBSTATUS_S_OK, &status, 0,
-                       0, 0);
-        if (status == DBSTATUS_S_OK)
-            set.SetR8(col, v);
-        return status;
-    }
-    case DBTYPE_NUMERIC: {
-        DB_NUMERIC v{};
-        // Precision 0 keeps the source's own scale (a CY or DECIMAL fraction).
-        HdbDataConvert(from, to, srcLength, &length, src, &v, sizeof v, DBSTATUS_S_OK, &status, 0,
-                       0, 0);
-        if (status == DBSTATUS_S_OK)
-            set.SetNumeric(col, v);
-        return status;
-    }
-    case DBTYPE_DBTIMESTAMP: {
-        DBTIMESTAMP v{};
-        HdbDataConvert(from, to, srcLength, &length, src, &v, sizeof v, DBSTATUS_S_OK, &status, 0,
-                       0, 0);
-        if (status == DBSTATUS_S_OK)
-            set.SetTimestamp(col, v);
-        return status;
-    }
-    default: { // wide text
-        DBLENGTH needed = 0;
-        if (FAILED(HdbGetConversionSize(from, DBTYPE_WSTR, &srcLength, &needed, src)))
-            return DBSTATUS_E_CANTCONVERTVALUE;
-        std::wstring text(needed / sizeof(wchar_t) + 1, L'\0');
-        HdbDataConvert(from, DBTYPE_WSTR, srcLength, &length, src, text.data(),
-                       text.size() * sizeof(wchar_t), DBSTATUS_S_OK, &status, 0, 0, 0);
-        if (status != DBSTATUS_S_OK)
-            return status;
+    HdbDataConvert(from, DBTYPE_WSTR, srcLength, &length, src, text.data(),
+                   text.size() * sizeof(wchar_t), DBSTATUS_S_OK, &status, 0, 0, 0);
+    if (status == DBSTATUS_S_OK)
         set.SetWide(col, text.c_str(), length / sizeof(wchar_t));
-        return status;
+    return status;
+}
+
+// Converts a value through the engine into the cell type its type is kept
+// as (a copy when that is its own type).
+DBSTATUS ConvertIntoCell(DBTYPE from, const void* src, DBLENGTH srcLength, backend::RowBuffer& set,
+                         size_t col) {
+    const CellForm* form = CellFormOf(from);
+    if (form == nullptr)
+        return ConvertToWide(from, src, srcLength, set, col);
+    CellValue value{};
+    DBSTATUS status = DBSTATUS_S_OK;
+    if (from == form->cell) {
+        std::memcpy(&value, src, form->bytes);
+    } else {
+        DBLENGTH length = 0;
+        // Precision 0 keeps the source's own scale (a CY or DECIMAL fraction).
+        HdbDataConvert(from, form->cell, srcLength, &length, src, &value, sizeof value,
+                       DBSTATUS_S_OK, &status, 0, 0, 0);
     }
+    if (status != DBSTATUS_S_OK)
+        return from == DBTYPE_UI8 ? ConvertToWide(from, src, srcLength, set, col) : status;
+    if (form->cell == DBTYPE_BOOL)
+        set.SetBool(col, value.flag != VARIANT_FALSE);
+    else
+        set.SetFixedBytes(col, form->cell, &value, form->bytes);
+    return DBSTATUS_S_OK;
+}
+
+// A VARIANT's value: its own type's cell where that is a fixed-size one
+// held in the union, wide text otherwise.
+DBSTATUS ReadVariant(const void* value, backend::RowBuffer& set, size_t col) {
+    const VARIANT v = LoadAt<VARIANT>(value); // a shallow copy, only read
+    switch (v.vt) {
+    case VT_EMPTY:
+    case VT_NULL:
+        set.SetNull(col);
+        return DBSTATUS_S_OK;
+    case VT_BSTR:
+        set.SetWide(col, v.bstrVal ? v.bstrVal : L"", v.bstrVal ? SysStringLen(v.bstrVal) : 0);
+        return DBSTATUS_S_OK;
+    case VT_DECIMAL: // fills the whole VARIANT, not its union
+        return ConvertToWide(DBTYPE_VARIANT, value, sizeof(VARIANT), set, col);
+    default:
+        // The fixed-size VARTYPEs share their codes with the DBTYPEs.
+        if (CellFormOf(v.vt) != nullptr)
+            return ConvertIntoCell(v.vt, &v.llVal, sizeof v.llVal, set, col);
+        return ConvertToWide(DBTYPE_VARIANT, value, sizeof(VARIANT), set, col);
     }
 }
 
@@ -112,75 +176,15 @@ DBSTATUS ReadBoundValue(const DBBINDING& b, const BYTE* base, backend::RowBuffer
     }
     const bool hasLength = (b.dwPart & DBPART_LENGTH) != 0;
     const DBLENGTH givenLength = hasLength ? LoadAt<DBLENGTH>(base + b.obLength) : 0;
-    auto load = [&](auto v) {
-        std::remove_cv_t<decltype(v)> x;
-        std::memcpy(&x, value, sizeof x);
-        return x;
-    };
+    // Only the forms whose length or storage must be read here; every other
+    // type is a fixed-size one the engine converts.
     switch (type) {
-    case DBTYPE_I1:
-        set.SetI8(col, load(std::int8_t{}));
-        return DBSTATUS_S_OK;
-    case DBTYPE_I2:
-        set.SetI8(col, load(std::int16_t{}));
-        return DBSTATUS_S_OK;
-    case DBTYPE_I4:
-        set.SetI8(col, load(std::int32_t{}));
-        return DBSTATUS_S_OK;
-    case DBTYPE_I8:
-        set.SetI8(col, load(std::int64_t{}));
-        return DBSTATUS_S_OK;
-    case DBTYPE_UI1:
-        set.SetI8(col, load(std::uint8_t{}));
-        return DBSTATUS_S_OK;
-    case DBTYPE_UI2:
-        set.SetI8(col, load(std::uint16_t{}));
-        return DBSTATUS_S_OK;
-    case DBTYPE_UI4:
-        set.SetI8(col, load(std::uint32_t{}));
-        return DBSTATUS_S_OK;
-    case DBTYPE_UI8: {
-        auto v = load(std::uint64_t{});
-        if (v > static_cast<std::uint64_t>(INT64_MAX))
-            return ConvertInto(DBTYPE_UI8, value, 8, DBTYPE_WSTR, set, col);
-        set.SetI8(col, static_cast<LONGLONG>(v));
-        return DBSTATUS_S_OK;
-    }
-    case DBTYPE_BOOL:
-        set.SetBool(col, load(VARIANT_BOOL{}) != VARIANT_FALSE);
-        return DBSTATUS_S_OK;
-    case DBTYPE_R4:
-        set.SetR8(col, load(float{}));
-        return DBSTATUS_S_OK;
-    case DBTYPE_R8:
-        set.SetR8(col, load(double{}));
-        return DBSTATUS_S_OK;
-    case DBTYPE_NUMERIC:
-        set.SetNumeric(col, load(DB_NUMERIC{}));
-        return DBSTATUS_S_OK;
-    case DBTYPE_DBDATE:
-        set.SetDate(col, load(DBDATE{}));
-        return DBSTATUS_S_OK;
-    case DBTYPE_DBTIME:
-        set.SetTime(col, load(DBTIME{}));
-        return DBSTATUS_S_OK;
-    case DBTYPE_DBTIMESTAMP:
-        set.SetTimestamp(col, load(DBTIMESTAMP{}));
-        return DBSTATUS_S_OK;
-    case DBTYPE_DATE:
-        return ConvertInto(type, value, sizeof(DATE), DBTYPE_DBTIMESTAMP, set, col);
-    case DBTYPE_CY:
-        return ConvertInto(type, value, sizeof(CY), DBTYPE_R8, set, col);
-    case DBTYPE_DECIMAL:
-        return ConvertInto(type, value, sizeof(DECIMAL), DBTYPE_NUMERIC, set, col);
     case DBTYPE_STR: {
-        // Narrow text is the platform's narrow encoding, UTF-8.
         const auto* text = static_cast<const char*>(value);
-        size_t n = hasLength
-                       ? givenLength
-                       : BoundedStrlen(text, (b.wType & DBTYPE_BYREF) ? SIZE_MAX : b.cbMaxLen);
-        set.SetUtf8(col, text, n);
-        return DBSTATUS_S_OK;
+        const size_t n =
+            hasLength ? givenLength
+                      : BoundedStrlen(text, (b.wType & DBTYPE_BYREF) ? SIZE_MAX : b.cbMaxLen);
+        return ConvertToWide(DBTYPE_STR, text, n, set, col);
     }
     case DBTYPE_WSTR: {
         size_t n = hasLength ? givenLength / sizeof(wchar_t)
@@ -202,35 +206,8 @@ DBSTATUS ReadBoundValue(const DBBINDING& b, const BYTE* base, backend::RowBuffer
     case DBTYPE_BYTES:
         set.SetBytes(col, value, hasLength ? givenLength : b.cbMaxLen);
         return DBSTATUS_S_OK;
-    case DBTYPE_VARIANT: {
-        const VARIANT v = LoadAt<VARIANT>(value); // a shallow copy, only read
-        switch (v.vt) {
-        case VT_EMPTY:
-        case VT_NULL:
-            set.SetNull(col);
-            return DBSTATUS_S_OK;
-        case VT_I2:
-            set.SetI8(col, v.iVal);
-            return DBSTATUS_S_OK;
-        case VT_I4:
-            set.SetI8(col, v.lVal);
-            return DBSTATUS_S_OK;
-        case VT_I8:
-            set.SetI8(col, v.llVal);
-            return DBSTATUS_S_OK;
-        case VT_R8:
-            set.SetR8(col, v.dblVal);
-            return DBSTATUS_S_OK;
-        case VT_BOOL:
-            set.SetBool(col, v.boolVal != VARIANT_FALSE);
-            return DBSTATUS_S_OK;
-        case VT_BSTR:
-            set.SetWide(col, v.bstrVal ? v.bstrVal : L"", v.bstrVal ? SysStringLen(v.bstrVal) : 0);
-            return DBSTATUS_S_OK;
-        default:
-            return ConvertInto(DBTYPE_VARIANT, value, sizeof(VARIANT), DBTYPE_WSTR, set, col);
-        }
-    }
+    case DBTYPE_VARIANT:
+        return ReadVariant(value, set, col);
     case DBTYPE_IUNKNOWN: {
         // A stream handed in as the value: the backend reads it in pieces
         // while the statement executes.
@@ -247,8 +224,7 @@ DBSTATUS ReadBoundValue(const DBBINDING& b, const BYTE* base, backend::RowBuffer
         return DBSTATUS_S_OK;
     }
     default:
-        return ConvertInto(type, value, hasLength ? givenLength : b.cbMaxLen, DBTYPE_WSTR, set,
-                           col);
+        return ConvertIntoCell(type, value, hasLength ? givenLength : b.cbMaxLen, set, col);
     }
 }
 

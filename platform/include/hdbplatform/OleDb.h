@@ -12,6 +12,10 @@
 // - Constants that Windows spells as macros are typed constants or enums here;
 //   they compare and convert the same way in every expression the library
 //   writes.
+//
+// One header of about two thousand lines, as the system's own is one: its
+// declarations are a catalogue that consumers include whole, and splitting
+// it would only spread one interface set over several files.
 #pragma once
 
 #ifdef _WIN32
