@@ -5,6 +5,7 @@
 #include "haldendb/ProviderClassIds.h"
 
 #include "hdbplatform/AtlException.h"
+#include "hdbplatform/ComPtr.h"
 
 #include <algorithm>
 #include <cwchar>
@@ -28,24 +29,7 @@ constexpr wchar_t StatePrefix[] = L"SQL State: ";
 constexpr wchar_t UnratedStatePrefix[] = L"Couldn't detect error severity - SQL State: ";
 constexpr wchar_t LineEnd[] = L"\r\n";
 
-// One reference to a COM interface, released when the holder goes.
-template <class T> class ComRef {
-public:
-    ComRef() = default;
-    ComRef(const ComRef&) = delete;
-    ComRef& operator=(const ComRef&) = delete;
-    ~ComRef() {
-        if (m_p)
-            m_p->Release();
-    }
-    T* get() const { return m_p; }
-    T* operator->() const { return m_p; }
-    T** out() { return &m_p; }
-    void** outVoid() { return reinterpret_cast<void**>(&m_p); }
-
-private:
-    T* m_p = nullptr;
-};
+using hdbcom::ComPtr;
 
 // One BSTR, freed when the holder goes.
 class BstrRef {
@@ -341,18 +325,18 @@ HRESULT CBaseOLEDBClass::GetDetailedErrorInfo(IUnknown* const source, const GUID
         return E_POINTER;
 
     // Only asked for: a provider without error support leaves no records.
-    ComRef<ISupportErrorInfo> supportErrorInfo;
-    HRESULT hr = source->QueryInterface(IID_ISupportErrorInfo, supportErrorInfo.outVoid());
+    ComPtr<ISupportErrorInfo> supportErrorInfo;
+    HRESULT hr = source->QueryInterface(IID_ISupportErrorInfo, supportErrorInfo.OutVoid());
     if (FAILED(hr))
         return hr;
 
-    ComRef<IErrorInfo> errorInfo;
-    hr = GetErrorInfo(0, errorInfo.out());
-    if (FAILED(hr) || errorInfo.get() == nullptr)
+    ComPtr<IErrorInfo> errorInfo;
+    hr = GetErrorInfo(0, errorInfo.Out());
+    if (FAILED(hr) || errorInfo.Get() == nullptr)
         return hr;
 
-    ComRef<IErrorRecords> errorRecords;
-    hr = errorInfo->QueryInterface(IID_IErrorRecords, errorRecords.outVoid());
+    ComPtr<IErrorRecords> errorRecords;
+    hr = errorInfo->QueryInterface(IID_IErrorRecords, errorRecords.OutVoid());
     if (FAILED(hr))
         return hr;
     ULONG recordCount = 0;
@@ -362,9 +346,9 @@ HRESULT CBaseOLEDBClass::GetDetailedErrorInfo(IUnknown* const source, const GUID
 
     const bool rated = HasSeverityMap();
     for (ULONG index = 0; index < recordCount; ++index) {
-        ComRef<IErrorInfo> recordInfo;
-        hr = errorRecords->GetErrorInfo(index, EnglishLocale, recordInfo.out());
-        if (FAILED(hr) || recordInfo.get() == nullptr)
+        ComPtr<IErrorInfo> recordInfo;
+        hr = errorRecords->GetErrorInfo(index, EnglishLocale, recordInfo.Out());
+        if (FAILED(hr) || recordInfo.Get() == nullptr)
             break;
         BstrRef description;
         BstrRef sourceName;
@@ -376,11 +360,11 @@ HRESULT CBaseOLEDBClass::GetDetailedErrorInfo(IUnknown* const source, const GUID
             break;
 
         BstrRef sqlState;
-        ComRef<IUnknown> customObject;
-        hr = errorRecords->GetCustomErrorObject(index, IID_ISQLErrorInfo, customObject.out());
-        if (SUCCEEDED(hr) && customObject.get() != nullptr) {
+        ComPtr<IUnknown> customObject;
+        hr = errorRecords->GetCustomErrorObject(index, IID_ISQLErrorInfo, customObject.Out());
+        if (SUCCEEDED(hr) && customObject.Get() != nullptr) {
             // Asked for by IID_ISQLErrorInfo, the object is that interface.
-            auto* sqlErrorInfo = reinterpret_cast<ISQLErrorInfo*>(customObject.get());
+            auto* sqlErrorInfo = reinterpret_cast<ISQLErrorInfo*>(customObject.Get());
             LONG nativeError = 0;
             hr = sqlErrorInfo->GetSQLInfo(sqlState.out(), &nativeError);
             if (SUCCEEDED(hr) && rated) {
@@ -415,17 +399,17 @@ HRESULT CBaseOLEDBClass::GetDetailedErrorInfo(IUnknown* const source, const GUID
 bool CBaseOLEDBClass::CheckNeedRetry(HRESULT hr, IUnknown* source, const GUID& interfaceId) {
     if (!IsErrorResult(hr) || source == nullptr)
         return false;
-    ComRef<ISupportErrorInfo> supportErrorInfo;
-    if (FAILED(source->QueryInterface(IID_ISupportErrorInfo, supportErrorInfo.outVoid())))
+    ComPtr<ISupportErrorInfo> supportErrorInfo;
+    if (FAILED(source->QueryInterface(IID_ISupportErrorInfo, supportErrorInfo.OutVoid())))
         return false;
     if (supportErrorInfo->InterfaceSupportsErrorInfo(interfaceId) != S_OK)
         return false;
 
-    ComRef<IErrorInfo> errorInfo;
-    if (FAILED(GetErrorInfo(0, errorInfo.out())) || errorInfo.get() == nullptr)
+    ComPtr<IErrorInfo> errorInfo;
+    if (FAILED(GetErrorInfo(0, errorInfo.Out())) || errorInfo.Get() == nullptr)
         return false;
-    ComRef<IErrorRecords> errorRecords;
-    if (FAILED(errorInfo->QueryInterface(IID_IErrorRecords, errorRecords.outVoid())))
+    ComPtr<IErrorRecords> errorRecords;
+    if (FAILED(errorInfo->QueryInterface(IID_IErrorRecords, errorRecords.OutVoid())))
         return false;
     ULONG recordCount = 0;
     if (FAILED(errorRecords->GetRecordCount(&recordCount)))
@@ -433,12 +417,12 @@ bool CBaseOLEDBClass::CheckNeedRetry(HRESULT hr, IUnknown* source, const GUID& i
 
     bool deadlockVictim = false;
     for (ULONG index = 0; index < recordCount; ++index) {
-        ComRef<IUnknown> customObject;
+        ComPtr<IUnknown> customObject;
         if (FAILED(
-                errorRecords->GetCustomErrorObject(index, IID_ISQLErrorInfo, customObject.out())) ||
-            customObject.get() == nullptr)
+                errorRecords->GetCustomErrorObject(index, IID_ISQLErrorInfo, customObject.Out())) ||
+            customObject.Get() == nullptr)
             continue;
-        auto* sqlErrorInfo = reinterpret_cast<ISQLErrorInfo*>(customObject.get());
+        auto* sqlErrorInfo = reinterpret_cast<ISQLErrorInfo*>(customObject.Get());
         BstrRef sqlState;
         LONG nativeError = 0;
         if (SUCCEEDED(sqlErrorInfo->GetSQLInfo(sqlState.out(), &nativeError)) &&
@@ -718,20 +702,20 @@ HRESULT CBaseOLEDBClass::GetProperty(IUnknown* const object, DBPROPID propertyId
         return S_FALSE;
     *property = nullptr;
 
-    ComRef<IDBProperties> dbProperties;
-    HRESULT hr = object->QueryInterface(IID_IDBProperties, dbProperties.outVoid());
+    ComPtr<IDBProperties> dbProperties;
+    HRESULT hr = object->QueryInterface(IID_IDBProperties, dbProperties.OutVoid());
     if (SUCCEEDED(hr))
-        return ReadOneProperty(dbProperties.get(), propertyId, propertySet, property);
+        return ReadOneProperty(dbProperties.Get(), propertyId, propertySet, property);
 
-    ComRef<ICommandProperties> commandProperties;
-    hr = object->QueryInterface(IID_ICommandProperties, commandProperties.outVoid());
+    ComPtr<ICommandProperties> commandProperties;
+    hr = object->QueryInterface(IID_ICommandProperties, commandProperties.OutVoid());
     if (SUCCEEDED(hr))
-        return ReadOneProperty(commandProperties.get(), propertyId, propertySet, property);
+        return ReadOneProperty(commandProperties.Get(), propertyId, propertySet, property);
 
-    ComRef<IRowsetInfo> rowsetInfo;
-    hr = object->QueryInterface(IID_IRowsetInfo, rowsetInfo.outVoid());
+    ComPtr<IRowsetInfo> rowsetInfo;
+    hr = object->QueryInterface(IID_IRowsetInfo, rowsetInfo.OutVoid());
     if (SUCCEEDED(hr))
-        return ReadOneProperty(rowsetInfo.get(), propertyId, propertySet, property);
+        return ReadOneProperty(rowsetInfo.Get(), propertyId, propertySet, property);
     return hr;
 }
 
@@ -795,8 +779,8 @@ HRESULT CBaseOLEDBClass::GetPropInfo(IUnknown* const object, DBPROPID propertyId
     if (object == nullptr || info == nullptr)
         return E_INVALIDARG;
     *info = nullptr;
-    ComRef<IDBProperties> dbProperties;
-    HRESULT hr = object->QueryInterface(IID_IDBProperties, dbProperties.outVoid());
+    ComPtr<IDBProperties> dbProperties;
+    HRESULT hr = object->QueryInterface(IID_IDBProperties, dbProperties.OutVoid());
     if (FAILED(hr))
         return hr;
 

@@ -35,6 +35,19 @@ namespace hdbtext {
 inline std::wstring WideFromUtf8(std::string_view utf8);
 inline std::wstring WideFromUtf8(std::u8string_view utf8);
 
+// How ill-formed UTF-8 is repaired: one U+FFFD for each ill-formed piece (the
+// longest prefix of a sequence that could have become well-formed), or one
+// for each of its bytes, as a reader that resynchronises byte by byte sees it.
+enum class Utf8Repair { perPiece, perByte };
+
+// Decodes UTF-8 into out, which has room for utf8.size() wide units (no input
+// needs more), and returns how many it wrote. For a caller that decodes into
+// memory of its own, without a string in between.
+inline std::size_t DecodeUtf8Into(std::string_view utf8, wchar_t* out,
+                                  Utf8Repair repair = Utf8Repair::perPiece) noexcept;
+// The same as a string.
+inline std::wstring WideFromUtf8(std::string_view utf8, Utf8Repair repair);
+
 // UTF-8 of wide text; lone surrogates (and on Linux values outside Unicode)
 // become U+FFFD.
 inline std::string Utf8FromWide(std::wstring_view wide);
@@ -178,34 +191,52 @@ inline DecodedChar DecodeWide(const wchar_t* p, std::size_t n) noexcept {
     return DecodeUnits(p, n);
 }
 
-// Appends a Unicode scalar value as UTF-16 (one or two units) or UTF-32.
-template <class String> void AppendUnits(String& out, char32_t cp) {
-    using Unit = typename String::value_type;
+// Writes a Unicode scalar value at out as UTF-16 (one or two units) or
+// UTF-32; returns the position after it.
+template <class Unit> Unit* PutUnits(Unit* out, char32_t cp) noexcept {
     if constexpr (sizeof(Unit) == 2) {
         if (cp >= 0x10000) {
             cp -= 0x10000;
-            out.push_back(static_cast<Unit>(0xD800 + (cp >> 10)));
-            out.push_back(static_cast<Unit>(0xDC00 + (cp & 0x3FF)));
-            return;
+            *out++ = static_cast<Unit>(0xD800 + (cp >> 10));
+            *out++ = static_cast<Unit>(0xDC00 + (cp & 0x3FF));
+            return out;
         }
     }
-    out.push_back(static_cast<Unit>(cp));
+    *out++ = static_cast<Unit>(cp);
+    return out;
+}
+
+// Appends a Unicode scalar value as UTF-16 (one or two units) or UTF-32.
+template <class String> void AppendUnits(String& out, char32_t cp) {
+    typename String::value_type units[2];
+    out.append(units, static_cast<std::size_t>(PutUnits(units, cp) - units));
 }
 
 inline void AppendWide(std::wstring& out, char32_t cp) {
     AppendUnits(out, cp);
 }
 
-// Decodes UTF-8 into UTF-16 or UTF-32 units (OutString's unit decides).
-template <class OutString, class Byte> OutString DecodeUtf8ToUnits(const Byte* p, std::size_t n) {
-    OutString out;
-    out.reserve(n);
+// Decodes UTF-8 into UTF-16 or UTF-32 units at out, which has room for n
+// units (no input needs more); returns how many were written.
+template <class Unit, class Byte>
+std::size_t DecodeUtf8IntoUnits(const Byte* p, std::size_t n, Unit* out,
+                                Utf8Repair repair) noexcept {
+    Unit* const start = out;
     std::size_t i = 0;
     while (i < n) {
         const DecodedChar d = DecodeUtf8(p + i, n - i);
-        AppendUnits(out, d.codePoint);
-        i += d.length;
+        out = PutUnits(out, d.codePoint);
+        i += d.valid || repair == Utf8Repair::perPiece ? d.length : 1;
     }
+    return static_cast<std::size_t>(out - start);
+}
+
+// Decodes UTF-8 into UTF-16 or UTF-32 units (OutString's unit decides).
+template <class OutString, class Byte>
+OutString DecodeUtf8ToUnits(const Byte* p, std::size_t n,
+                            Utf8Repair repair = Utf8Repair::perPiece) {
+    OutString out(n, typename OutString::value_type());
+    out.resize(DecodeUtf8IntoUnits(p, n, out.data(), repair));
     return out;
 }
 
@@ -453,6 +484,14 @@ inline std::wstring WideFromUtf8(std::string_view utf8) {
 
 inline std::wstring WideFromUtf8(std::u8string_view utf8) {
     return WideFromUtf8(std::string_view(reinterpret_cast<const char*>(utf8.data()), utf8.size()));
+}
+
+inline std::size_t DecodeUtf8Into(std::string_view utf8, wchar_t* out, Utf8Repair repair) noexcept {
+    return detail::DecodeUtf8IntoUnits(utf8.data(), utf8.size(), out, repair);
+}
+
+inline std::wstring WideFromUtf8(std::string_view utf8, Utf8Repair repair) {
+    return detail::DecodeUtf8ToUnits<std::wstring>(utf8.data(), utf8.size(), repair);
 }
 
 inline std::string Utf8FromWide(std::wstring_view wide) {

@@ -25,7 +25,7 @@ list="${1:?usage: windows-check.sh <file listing the portable sources>}"
 mapfile -t sources < "$list"
 # Headers that no source includes yet are checked on their own.
 for h in "$root"/include/*.h "$root"/haldendb/*.h \
-         "$root"/platform/include/hdbplatform/{Com,OleDbApi,Framework,Haldensettings}.h; do
+         "$root"/platform/include/hdbplatform/{Com,ComPtr,ComObject,ClassFactory,OleDbApi,Framework,Haldensettings}.h; do
   [ -e "$h" ] || continue
   tu="$work/$(basename "$h" .h)_header.cpp"
   printf '#include "%s"\n' "$h" > "$tu"

@@ -1,8 +1,8 @@
 // Error information: the per-thread error object slot and the plain error
 // object of CreateErrorInfo.
+#include "hdbplatform/ComObject.h"
 #include "hdbplatform/WinApi.h"
 
-#include <atomic>
 #include <new>
 
 namespace {
@@ -56,34 +56,14 @@ HRESULT StoreText(LPOLESTR text, BSTR& field) {
     return S_OK;
 }
 
-class ErrorObject final : public IErrorInfo, public ICreateErrorInfo {
+class ErrorObject final
+    : public hdbcom::ComObject<hdbcom::Implements<IErrorInfo, IID_IErrorInfo>,
+                               hdbcom::Implements<ICreateErrorInfo, IID_ICreateErrorInfo>> {
 public:
     ~ErrorObject() {
         SysFreeString(m_source);
         SysFreeString(m_description);
         SysFreeString(m_helpFile);
-    }
-
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** ppv) override {
-        if (ppv == nullptr)
-            return E_POINTER;
-        if (riid == IID_IUnknown || riid == IID_IErrorInfo)
-            *ppv = static_cast<IErrorInfo*>(this);
-        else if (riid == IID_ICreateErrorInfo)
-            *ppv = static_cast<ICreateErrorInfo*>(this);
-        else {
-            *ppv = nullptr;
-            return E_NOINTERFACE;
-        }
-        AddRef();
-        return S_OK;
-    }
-    ULONG STDMETHODCALLTYPE AddRef() override { return ++m_refs; }
-    ULONG STDMETHODCALLTYPE Release() override {
-        ULONG left = --m_refs;
-        if (left == 0)
-            delete this;
-        return left;
     }
 
     HRESULT STDMETHODCALLTYPE GetGUID(GUID* pGUID) override {
@@ -127,7 +107,6 @@ public:
     }
 
 private:
-    std::atomic<ULONG> m_refs{1};
     GUID m_guid = GUID_NULL;
     BSTR m_source = nullptr;
     BSTR m_description = nullptr;

@@ -6,7 +6,6 @@
 // through their interfaces, so they share this source.
 #include "hdbplatform/ErrorObject.h"
 
-#include <atomic>
 #include <memory>
 #include <mutex>
 #include <new>
@@ -14,6 +13,7 @@
 #include <vector>
 
 #include "hdbplatform/ClassRegistry.h"
+#include "hdbplatform/ComPtr.h"
 
 namespace {
 
@@ -23,46 +23,9 @@ namespace {
 constexpr IID IID_HdbErrorObject = {
     0xaac31c8a, 0xbe5c, 0x4183, {0xb6, 0x3f, 0x84, 0xd8, 0xc2, 0xc2, 0xf5, 0x6a}};
 
-// Owns one reference to a COM interface.
-template <class T> class ComRef {
-public:
-    ComRef() = default;
-    explicit ComRef(T* adopted) noexcept : ptr_(adopted) {}
-    ComRef(const ComRef&) = delete;
-    ComRef& operator=(const ComRef&) = delete;
-    ~ComRef() { reset(); }
-
-    T* get() const noexcept { return ptr_; }
-    T* operator->() const noexcept { return ptr_; }
-    explicit operator bool() const noexcept { return ptr_ != nullptr; }
-    // Releases the held reference and exposes the slot for an out parameter.
-    T** put() noexcept {
-        reset();
-        return &ptr_;
-    }
-    // Hands the reference over to the caller.
-    T* detach() noexcept { return std::exchange(ptr_, nullptr); }
-    void reset() noexcept {
-        if (ptr_)
-            ptr_->Release();
-        ptr_ = nullptr;
-    }
-
-private:
-    T* ptr_ = nullptr;
-};
-
-// Atomic reference count for the objects here. The object starts with one
-// reference, owned by whoever created it.
-class RefCount {
-public:
-    ULONG add() noexcept { return refs_.fetch_add(1, std::memory_order_relaxed) + 1; }
-    // Returns the count left; 0 means the caller must delete the object.
-    ULONG drop() noexcept { return refs_.fetch_sub(1, std::memory_order_acq_rel) - 1; }
-
-private:
-    std::atomic<ULONG> refs_{1};
-};
+using hdbcom::ComObject;
+using hdbcom::ComPtr;
+using hdbcom::Implements;
 
 // A BSTR for the text, or null for an empty text (a null BSTR is COM's empty
 // string). Fails only when allocation fails.
@@ -92,7 +55,7 @@ struct StoredRecord {
     DWORD lookupId = 0;
     std::wstring description;
     std::wstring source;
-    ComRef<IUnknown> custom; // may be null: no custom error object
+    ComPtr<IUnknown> custom; // may be null: no custom error object
 };
 using RecordPtr = std::shared_ptr<const StoredRecord>;
 
@@ -101,10 +64,8 @@ using RecordPtr = std::shared_ptr<const StoredRecord>;
 void TakeTextsFromCustomObject(StoredRecord& record) {
     if (!record.custom)
         return;
-    ComRef<IErrorInfo> info;
-    if (FAILED(
-            record.custom->QueryInterface(IID_IErrorInfo, reinterpret_cast<void**>(info.put()))) ||
-        !info)
+    ComPtr<IErrorInfo> info = record.custom.As<IErrorInfo>(IID_IErrorInfo);
+    if (!info)
         return;
     BSTR text = nullptr;
     if (SUCCEEDED(info->GetDescription(&text)))
@@ -143,28 +104,10 @@ HRESULT NoHelpContext(DWORD* out) {
 
 // ---------------------------------------------------------------- ISQLErrorInfo
 
-class SqlErrorInfo final : public ISQLErrorInfo {
+class SqlErrorInfo final : public ComObject<Implements<ISQLErrorInfo, IID_ISQLErrorInfo>> {
 public:
     SqlErrorInfo(std::wstring state, LONG nativeError)
         : state_(std::move(state)), nativeError_(nativeError) {}
-
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** ppv) override {
-        if (!ppv)
-            return E_POINTER;
-        *ppv = nullptr;
-        if (riid != IID_IUnknown && riid != IID_ISQLErrorInfo)
-            return E_NOINTERFACE;
-        *ppv = static_cast<ISQLErrorInfo*>(this);
-        AddRef();
-        return S_OK;
-    }
-    ULONG STDMETHODCALLTYPE AddRef() override { return refs_.add(); }
-    ULONG STDMETHODCALLTYPE Release() override {
-        ULONG left = refs_.drop();
-        if (left == 0)
-            delete this;
-        return left;
-    }
 
     HRESULT STDMETHODCALLTYPE GetSQLInfo(BSTR* state, LONG* nativeError) override {
         if (state)
@@ -176,7 +119,6 @@ public:
     }
 
 private:
-    RefCount refs_;
     const std::wstring state_;
     const LONG nativeError_;
 };
@@ -187,27 +129,9 @@ private:
 // from the error object's own IErrorInfo. It keeps the record alive on its
 // own, so it stays valid when records are added on top or the error object
 // goes away.
-class RecordErrorInfo final : public IErrorInfo {
+class RecordErrorInfo final : public ComObject<Implements<IErrorInfo, IID_IErrorInfo>> {
 public:
     explicit RecordErrorInfo(RecordPtr record) : record_(std::move(record)) {}
-
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** ppv) override {
-        if (!ppv)
-            return E_POINTER;
-        *ppv = nullptr;
-        if (riid != IID_IUnknown && riid != IID_IErrorInfo)
-            return E_NOINTERFACE;
-        *ppv = static_cast<IErrorInfo*>(this);
-        AddRef();
-        return S_OK;
-    }
-    ULONG STDMETHODCALLTYPE AddRef() override { return refs_.add(); }
-    ULONG STDMETHODCALLTYPE Release() override {
-        ULONG left = refs_.drop();
-        if (left == 0)
-            delete this;
-        return left;
-    }
 
     HRESULT STDMETHODCALLTYPE GetGUID(GUID* guid) override {
         return RecordGuid(record_.get(), guid);
@@ -224,13 +148,13 @@ public:
     }
 
 private:
-    RefCount refs_;
     const RecordPtr record_;
 };
 
 // ---------------------------------------------------------------- the error object
 
-class ErrorObject final : public IErrorInfo, public IErrorRecords {
+class ErrorObject final : public ComObject<Implements<IErrorInfo, IID_IErrorInfo>,
+                                           Implements<IErrorRecords, IID_IErrorRecords>> {
 public:
     // Adds a record built by a provider of this project: texts included.
     HRESULT AddRecord(const HdbErrorRecord& source) {
@@ -247,34 +171,9 @@ public:
                 HdbCreateSQLErrorInfo(source.sqlState.c_str(), source.nativeError, &custom);
             if (FAILED(hr))
                 return hr;
-            *record->custom.put() = custom;
+            record->custom = ComPtr<IUnknown>::Adopt(custom);
         }
         return Push(std::move(record));
-    }
-
-    // ---- IUnknown
-
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** ppv) override {
-        if (!ppv)
-            return E_POINTER;
-        *ppv = nullptr;
-        if (riid == IID_IUnknown || riid == IID_IErrorInfo)
-            *ppv = static_cast<IErrorInfo*>(this);
-        else if (riid == IID_IErrorRecords)
-            *ppv = static_cast<IErrorRecords*>(this);
-        else if (riid == IID_HdbErrorObject)
-            *ppv = this;
-        else
-            return E_NOINTERFACE;
-        AddRef();
-        return S_OK;
-    }
-    ULONG STDMETHODCALLTYPE AddRef() override { return refs_.add(); }
-    ULONG STDMETHODCALLTYPE Release() override {
-        ULONG left = refs_.drop();
-        if (left == 0)
-            delete this;
-        return left;
     }
 
     // ---- IErrorInfo: the top record
@@ -305,10 +204,7 @@ public:
             auto record = std::make_shared<StoredRecord>();
             record->basic = *basic;
             record->lookupId = lookupId;
-            if (custom) {
-                custom->AddRef();
-                *record->custom.put() = custom;
-            }
+            record->custom = ComPtr<IUnknown>(custom);
             TakeTextsFromCustomObject(*record);
             return Push(std::move(record));
         } catch (const std::bad_alloc&) {
@@ -374,6 +270,14 @@ public:
     }
 
 private:
+    // Also answers our own id, with the object itself.
+    HRESULT Query(REFIID riid, void** ppv) override {
+        if (riid != IID_HdbErrorObject)
+            return ComObject::Query(riid, ppv);
+        *ppv = this;
+        return S_OK;
+    }
+
     // Records are kept in the order added; the newest is record 0.
     HRESULT Push(RecordPtr record) {
         try {
@@ -393,7 +297,6 @@ private:
     }
     RecordPtr Top() const { return At(0); }
 
-    RefCount refs_;
     // An error object lives in one thread's error slot, but a provider may
     // still add records from a second thread (a cancel, say) while the first
     // reads; the lock keeps the list consistent for that.
@@ -427,10 +330,10 @@ HRESULT HdbCreateErrorObject(const HdbErrorRecord* records, size_t count, IError
     *errorInfo = nullptr;
     if (!records && count != 0)
         return E_INVALIDARG;
-    ComRef<IErrorInfo> object(new (std::nothrow) ErrorObject());
+    auto object = ComPtr<IErrorInfo>::Adopt(new (std::nothrow) ErrorObject());
     if (!object)
         return E_OUTOFMEMORY;
-    auto* own = static_cast<ErrorObject*>(object.get());
+    auto* own = static_cast<ErrorObject*>(object.Get());
     // Each record goes on top, so adding the last one first leaves records[0]
     // as record 0.
     try {
@@ -442,22 +345,22 @@ HRESULT HdbCreateErrorObject(const HdbErrorRecord* records, size_t count, IError
     } catch (const std::bad_alloc&) {
         return E_OUTOFMEMORY;
     }
-    *errorInfo = object.detach();
+    *errorInfo = object.Detach();
     return S_OK;
 }
 
 HRESULT HdbSetErrorRecords(const HdbErrorRecord* records, size_t count) {
-    ComRef<IErrorInfo> object;
-    HRESULT hr = HdbCreateErrorObject(records, count, object.put());
+    ComPtr<IErrorInfo> object;
+    HRESULT hr = HdbCreateErrorObject(records, count, object.Out());
     if (FAILED(hr))
         return hr;
-    return SetErrorInfo(0, object.get());
+    return SetErrorInfo(0, object.Get());
 }
 
 HRESULT HdbAddErrorRecord(IErrorRecords* records, const HdbErrorRecord& record) {
     if (!records)
         return E_INVALIDARG;
-    ComRef<ErrorObject> own(OwnErrorObject(records));
+    auto own = ComPtr<ErrorObject>::Adopt(OwnErrorObject(records));
     if (!own)
         return E_NOINTERFACE;
     try {

@@ -3,10 +3,10 @@
 // Clones share the bytes and have a seek position of their own, as clones of
 // a stream over one global memory block do. The shared bytes carry a mutex,
 // so clones may be used from different threads.
+#include "hdbplatform/ComObject.h"
 #include "hdbplatform/WinApi.h"
 
 #include <algorithm>
-#include <atomic>
 #include <cstring>
 #include <memory>
 #include <mutex>
@@ -23,29 +23,11 @@ struct SharedBytes {
 // Copying between streams goes through a buffer of this size.
 constexpr ULONG CopyChunk = 64 * 1024;
 
-class MemoryStream final : public IStream {
+class MemoryStream final
+    : public hdbcom::ComObject<hdbcom::Implements<IStream, IID_IStream, IID_ISequentialStream>> {
 public:
     explicit MemoryStream(std::shared_ptr<SharedBytes> data, ULONGLONG position = 0)
         : m_data(std::move(data)), m_position(position) {}
-
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** ppv) override {
-        if (ppv == nullptr)
-            return E_POINTER;
-        if (riid == IID_IUnknown || riid == IID_ISequentialStream || riid == IID_IStream) {
-            *ppv = static_cast<IStream*>(this);
-            AddRef();
-            return S_OK;
-        }
-        *ppv = nullptr;
-        return E_NOINTERFACE;
-    }
-    ULONG STDMETHODCALLTYPE AddRef() override { return ++m_refs; }
-    ULONG STDMETHODCALLTYPE Release() override {
-        ULONG left = --m_refs;
-        if (left == 0)
-            delete this;
-        return left;
-    }
 
     // Reading at or past the end is no error: it reads fewer bytes, maybe none.
     HRESULT STDMETHODCALLTYPE Read(void* pv, ULONG cb, ULONG* pcbRead) override {
@@ -212,7 +194,6 @@ private:
         return S_OK;
     }
 
-    std::atomic<ULONG> m_refs{1};
     std::shared_ptr<SharedBytes> m_data;
     ULONGLONG m_position; // guarded by m_data->mutex
 };

@@ -6,9 +6,9 @@
 // without touching memory around a foreign pointer. Freeing or resizing a
 // pointer this allocator did not hand out leaves that pointer alone instead
 // of corrupting the heap (a leak checker still reports the mistake).
+#include "hdbplatform/ComObject.h"
 #include "hdbplatform/WinApi.h"
 
-#include <atomic>
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
@@ -79,28 +79,10 @@ BlockTable& Blocks() {
     return *table;
 }
 
-class TaskAllocator final : public IMalloc {
+class TaskAllocator final : public hdbcom::ComObject<hdbcom::Implements<IMalloc, IID_IMalloc>> {
 public:
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** ppv) override {
-        if (ppv == nullptr)
-            return E_POINTER;
-        if (riid == IID_IUnknown || riid == IID_IMalloc) {
-            *ppv = static_cast<IMalloc*>(this);
-            AddRef();
-            return S_OK;
-        }
-        *ppv = nullptr;
-        return E_NOINTERFACE;
-    }
-    // The allocator lives as long as the process; the count only keeps the
-    // usual answers of AddRef and Release.
-    ULONG STDMETHODCALLTYPE AddRef() override { return ++m_refs; }
-    ULONG STDMETHODCALLTYPE Release() override {
-        ULONG refs = m_refs.load();
-        while (refs > 1 && !m_refs.compare_exchange_weak(refs, refs - 1)) {
-        }
-        return refs > 1 ? refs - 1 : 1;
-    }
+    // The allocator lives as long as the process, however often it is released.
+    ULONG STDMETHODCALLTYPE Release() override { return ReleaseKeepingLast(); }
 
     void* STDMETHODCALLTYPE Alloc(SIZE_T cb) override { return Blocks().Allocate(cb); }
 
@@ -132,9 +114,6 @@ public:
     }
 
     void STDMETHODCALLTYPE HeapMinimize() override {}
-
-private:
-    std::atomic<ULONG> m_refs{1};
 };
 
 TaskAllocator& Allocator() {

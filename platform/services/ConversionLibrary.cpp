@@ -15,32 +15,10 @@ namespace {
 // oldest interface contract of the conversion library.
 constexpr ULONG DefaultVersion = 0x0110;
 
-class ConversionLibrary final : public IDataConvert, public IDCInfo {
+class ConversionLibrary final
+    : public hdbcom::ComObject<hdbcom::Implements<IDataConvert, IID_IDataConvert>,
+                               hdbcom::Implements<IDCInfo, IID_IDCInfo>> {
 public:
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** ppv) override {
-        if (!ppv)
-            return E_POINTER;
-        if (riid == IID_IUnknown || riid == IID_IDataConvert)
-            *ppv = static_cast<IDataConvert*>(this);
-        else if (riid == IID_IDCInfo)
-            *ppv = static_cast<IDCInfo*>(this);
-        else {
-            *ppv = nullptr;
-            return E_NOINTERFACE;
-        }
-        AddRef();
-        return S_OK;
-    }
-    ULONG STDMETHODCALLTYPE AddRef() override {
-        return refs_.fetch_add(1, std::memory_order_relaxed) + 1;
-    }
-    ULONG STDMETHODCALLTYPE Release() override {
-        ULONG left = refs_.fetch_sub(1, std::memory_order_acq_rel) - 1;
-        if (left == 0)
-            delete this;
-        return left;
-    }
-
     HRESULT STDMETHODCALLTYPE DataConvert(DBTYPE wSrcType, DBTYPE wDstType, DBLENGTH cbSrcLength,
                                           DBLENGTH* pcbDstLength, void* pSrc, void* pDst,
                                           DBLENGTH cbDstMaxLength, DBSTATUS dbsSrcStatus,
@@ -103,7 +81,6 @@ public:
     }
 
 private:
-    std::atomic<ULONG> refs_{1};
     std::atomic<ULONG> version_{DefaultVersion};
 };
 

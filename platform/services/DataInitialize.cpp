@@ -18,7 +18,6 @@
 #include "hdbplatform/OleAuto.h"
 #include "hdbplatform/OleDbErr.h"
 
-#include <atomic>
 #include <cwctype>
 #include <string>
 #include <vector>
@@ -155,29 +154,9 @@ void ClearProperties(std::vector<DBPROP>& props) {
     props.clear();
 }
 
-class DataInitialize final : public IDataInitialize {
+class DataInitialize final
+    : public hdbcom::ComObject<hdbcom::Implements<IDataInitialize, IID_IDataInitialize>> {
 public:
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** ppv) override {
-        if (!ppv)
-            return E_POINTER;
-        if (riid == IID_IUnknown || riid == IID_IDataInitialize) {
-            *ppv = static_cast<IDataInitialize*>(this);
-            AddRef();
-            return S_OK;
-        }
-        *ppv = nullptr;
-        return E_NOINTERFACE;
-    }
-    ULONG STDMETHODCALLTYPE AddRef() override {
-        return refs_.fetch_add(1, std::memory_order_relaxed) + 1;
-    }
-    ULONG STDMETHODCALLTYPE Release() override {
-        ULONG left = refs_.fetch_sub(1, std::memory_order_acq_rel) - 1;
-        if (left == 0)
-            delete this;
-        return left;
-    }
-
     HRESULT STDMETHODCALLTYPE GetDataSource(IUnknown* pUnkOuter, DWORD dwClsCtx,
                                             LPCOLESTR pwszInitializationString, REFIID riid,
                                             IUnknown** ppDataSource) override {
@@ -271,9 +250,6 @@ public:
     HRESULT STDMETHODCALLTYPE WriteStringToStorage(LPCOLESTR, LPCOLESTR, DWORD) override {
         return E_NOTIMPL;
     }
-
-private:
-    std::atomic<ULONG> refs_{1};
 };
 
 HRESULT GetDataInitializeClass(REFIID riid, void** ppv) {

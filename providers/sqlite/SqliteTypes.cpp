@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "SqliteBackend.h"
+#include "StringConversion.h"
 
 #include "hdbplatform/ValueText.h"
 
@@ -196,45 +197,18 @@ backend::Diagnostic MakeDiagnostic(sqlite3* db, int rc, bool preparing) {
 
 // ------------------------------------------------------------ text
 
+// Text that is not valid Unicode becomes U+FFFD both ways; bad UTF-8 from
+// the database is repaired byte by byte, as the row buffer repairs values.
 std::string ToUtf8(const wchar_t* text, size_t chars) {
-    std::string out;
-    out.reserve(chars);
-    for (size_t i = 0; i < chars; ++i) {
-        auto c = static_cast<char32_t>(text[i]);
-        if (c < 0x80) {
-            out += static_cast<char>(c);
-        } else if (c < 0x800) {
-            out += static_cast<char>(0xC0 | (c >> 6));
-            out += static_cast<char>(0x80 | (c & 0x3F));
-        } else if (c < 0x10000) {
-            if (c >= 0xD800 && c <= 0xDFFF)
-                c = 0xFFFD;
-            out += static_cast<char>(0xE0 | (c >> 12));
-            out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-            out += static_cast<char>(0x80 | (c & 0x3F));
-        } else if (c <= 0x10FFFF) {
-            out += static_cast<char>(0xF0 | (c >> 18));
-            out += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
-            out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-            out += static_cast<char>(0x80 | (c & 0x3F));
-        } else {
-            out += "\xEF\xBF\xBD";
-        }
-    }
-    return out;
+    return hdbtext::Utf8FromWide({text, chars});
 }
 
 std::string ToUtf8(const std::wstring& text) {
-    return ToUtf8(text.c_str(), text.size());
+    return hdbtext::Utf8FromWide(text);
 }
 
 std::wstring FromUtf8(const char* text) {
-    backend::RowBuffer buffer;
-    buffer.Reset(1);
-    buffer.SetUtf8(0, text, std::strlen(text));
-    const backend::Cell& c = buffer[0];
-    return std::wstring(reinterpret_cast<const wchar_t*>(buffer.Data(c)),
-                        c.length / sizeof(wchar_t));
+    return hdbtext::WideFromUtf8(text, hdbtext::Utf8Repair::perByte);
 }
 
 // ------------------------------------------------------------ dates

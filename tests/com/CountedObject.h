@@ -1,6 +1,7 @@
 // A minimal COM object for tests that need to watch reference counts.
 #pragma once
 
+#include "hdbplatform/ComObject.h"
 #include "hdbplatform/WinApi.h"
 
 #include <atomic>
@@ -12,35 +13,19 @@ inline constexpr IID IID_ICounted = {
 
 // Answers IUnknown and IID_ICounted; counts live instances so that a test can
 // see the last Release delete the object.
-class CountedObject final : public IUnknown {
+class CountedObject final : public hdbcom::ComObject<hdbcom::Implements<IUnknown, IID_ICounted>> {
 public:
     CountedObject() { ++s_live; }
-    ~CountedObject() { --s_live; }
+    ~CountedObject() override { --s_live; }
 
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** ppv) override {
-        if (ppv == nullptr)
-            return E_POINTER;
-        if (riid == IID_IUnknown || riid == IID_ICounted) {
-            *ppv = this;
-            AddRef();
-            return S_OK;
-        }
-        *ppv = nullptr;
-        return E_NOINTERFACE;
+    // The count as it stands (what a balanced AddRef and Release report).
+    ULONG References() {
+        AddRef();
+        return Release();
     }
-    ULONG STDMETHODCALLTYPE AddRef() override { return ++m_refs; }
-    ULONG STDMETHODCALLTYPE Release() override {
-        ULONG left = --m_refs;
-        if (left == 0)
-            delete this;
-        return left;
-    }
-
-    ULONG References() const { return m_refs; }
     static int Live() { return s_live; }
 
 private:
-    std::atomic<ULONG> m_refs{1};
     static inline std::atomic<int> s_live{0};
 };
 

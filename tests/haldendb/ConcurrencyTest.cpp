@@ -248,13 +248,13 @@ TEST_F(ConcurrencyTest, PrepareAndCancelOfOneCommandOnTwoThreads) {
     ASSERT_TRUE(source->Connect(CLSID_HDB_EMBEDDED, path, L"", L"", L""));
     boost::shared_ptr<CommandLiveChecker> session = source->GetCurrentDatabaseSessionCommand();
     ASSERT_TRUE(session);
-    Ref<ICommandText> command;
+    ComPtr<ICommandText> command;
     ASSERT_EQ(static_cast<IDBCreateCommand*>(*session)->CreateCommand(nullptr, IID_ICommandText,
-                                                                      command.UnknownOut()),
+                                                                      command.OutUnknown()),
               S_OK);
     ASSERT_EQ(command->SetCommandText(DBGUID_DEFAULT, L"INSERT INTO t VALUES (1)"), S_OK);
-    Ref<ICommandPrepare> prepare;
-    ASSERT_EQ(command->QueryInterface(IID_ICommandPrepare, prepare.Out()), S_OK);
+    ComPtr<ICommandPrepare> prepare;
+    ASSERT_EQ(command->QueryInterface(IID_ICommandPrepare, prepare.OutVoid()), S_OK);
     // Between executions a cancel looks for a statement still being read.
     ASSERT_EQ(command->Execute(nullptr, IID_NULL, nullptr, nullptr, nullptr), S_OK);
 

@@ -68,8 +68,8 @@ inline HRESULT ExecuteOn(IDBCreateCommand* commands, const std::wstring& sql,
                          DBROWCOUNT* affected = nullptr, IRowset** rowset = nullptr) {
     if (commands == nullptr)
         return E_POINTER;
-    Ref<ICommandText> command;
-    HRESULT hr = commands->CreateCommand(nullptr, IID_ICommandText, command.UnknownOut());
+    ComPtr<ICommandText> command;
+    HRESULT hr = commands->CreateCommand(nullptr, IID_ICommandText, command.OutUnknown());
     if (FAILED(hr))
         return hr;
     hr = command->SetCommandText(DBGUID_DEFAULT, sql.c_str());
@@ -102,10 +102,10 @@ inline LONG QueryNumber(CDataSource& source, const std::wstring& sql) {
         return -1;
     LONG result = -1;
     {
-        Ref<IRowset> rowset;
-        if (SUCCEEDED(ExecuteOn(*session, sql, nullptr, rowset.Put())) && rowset) {
-            Ref<IAccessor> accessor;
-            if (SUCCEEDED(rowset->QueryInterface(IID_IAccessor, accessor.Out()))) {
+        ComPtr<IRowset> rowset;
+        if (SUCCEEDED(ExecuteOn(*session, sql, nullptr, rowset.Out())) && rowset) {
+            ComPtr<IAccessor> accessor;
+            if (SUCCEEDED(rowset->QueryInterface(IID_IAccessor, accessor.OutVoid()))) {
                 struct Row {
                     DBSTATUS status;
                     DBLENGTH length;

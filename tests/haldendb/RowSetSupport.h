@@ -16,7 +16,7 @@
 
 namespace rowsettest {
 
-using hdbtest::Ref;
+using hdbtest::ComPtr;
 
 // A fresh database file of the embedded provider, reached the way an
 // application's data source reaches it: data initialisation service, data
@@ -26,19 +26,19 @@ public:
     EmbeddedDatabase() {
         const std::wstring file = m_folder.File("rows.db");
 
-        Ref<IDataInitialize> init;
+        ComPtr<IDataInitialize> init;
         EXPECT_EQ(CoCreateInstance(CLSID_MSDAINITIALIZE, nullptr, CLSCTX_INPROC_SERVER,
-                                   IID_IDataInitialize, init.Out()),
+                                   IID_IDataInitialize, init.OutVoid()),
                   S_OK);
         if (!init)
             return;
         EXPECT_EQ(init->CreateDBInstance(CLSID_HDB_EMBEDDED, nullptr, CLSCTX_INPROC_SERVER, nullptr,
-                                         IID_IDBInitialize, m_source.UnknownOut()),
+                                         IID_IDBInitialize, m_source.OutUnknown()),
                   S_OK);
         if (!m_source)
             return;
-        Ref<IDBProperties> properties;
-        m_source->QueryInterface(IID_IDBProperties, properties.Out());
+        ComPtr<IDBProperties> properties;
+        m_source->QueryInterface(IID_IDBProperties, properties.OutVoid());
         DBPROP property{};
         property.dwPropertyID = DBPROP_INIT_DATASOURCE;
         property.dwOptions = DBPROPOPTIONS_REQUIRED;
@@ -49,9 +49,9 @@ public:
         EXPECT_EQ(properties->SetProperties(1, &set), S_OK);
         VariantClear(&property.vValue);
         EXPECT_EQ(m_source->Initialize(), S_OK);
-        Ref<IDBCreateSession> sessions;
-        m_source->QueryInterface(IID_IDBCreateSession, sessions.Out());
-        EXPECT_EQ(sessions->CreateSession(nullptr, IID_IDBCreateCommand, m_session.UnknownOut()),
+        ComPtr<IDBCreateSession> sessions;
+        m_source->QueryInterface(IID_IDBCreateSession, sessions.OutVoid());
+        EXPECT_EQ(sessions->CreateSession(nullptr, IID_IDBCreateCommand, m_session.OutUnknown()),
                   S_OK);
     }
     ~EmbeddedDatabase() {
@@ -62,23 +62,23 @@ public:
     }
 
     void Exec(const std::wstring& sql) {
-        Ref<ICommandText> command = Command(sql);
+        ComPtr<ICommandText> command = Command(sql);
         ASSERT_TRUE(command);
         ASSERT_EQ(command->Execute(nullptr, IID_NULL, nullptr, nullptr, nullptr), S_OK) << sql;
     }
 
     // The rowset of a query; the caller owns the reference.
     IRowset* Query(const std::wstring& sql) {
-        Ref<ICommandText> command = Command(sql);
+        ComPtr<ICommandText> command = Command(sql);
         IUnknown* rowset = nullptr;
         EXPECT_EQ(command->Execute(nullptr, IID_IRowset, nullptr, nullptr, &rowset), S_OK) << sql;
         return static_cast<IRowset*>(rowset);
     }
 
 private:
-    Ref<ICommandText> Command(const std::wstring& sql) {
-        Ref<ICommandText> command;
-        EXPECT_EQ(m_session->CreateCommand(nullptr, IID_ICommandText, command.UnknownOut()), S_OK);
+    ComPtr<ICommandText> Command(const std::wstring& sql) {
+        ComPtr<ICommandText> command;
+        EXPECT_EQ(m_session->CreateCommand(nullptr, IID_ICommandText, command.OutUnknown()), S_OK);
         if (command) {
             EXPECT_EQ(command->SetCommandText(DBGUID_DEFAULT, sql.c_str()), S_OK);
         }
@@ -86,8 +86,8 @@ private:
     }
 
     hdbtest::TempFolder m_folder; // goes last, after the connection
-    Ref<IDBInitialize> m_source;
-    Ref<IDBCreateCommand> m_session;
+    ComPtr<IDBInitialize> m_source;
+    ComPtr<IDBCreateCommand> m_session;
 };
 
 // The object rowsets are made from: reporting into collectors.

@@ -6,6 +6,7 @@
 #pragma once
 
 #include "haldendb/haldendb.h"
+#include "hdbplatform/ComPtr.h"
 #include "hdbplatform/ErrorObject.h"
 
 #include <atomic>
@@ -154,33 +155,7 @@ private:
     LANGID m_previous;
 };
 
-// One COM reference, released when the holder goes.
-template <class T> class Ref {
-public:
-    Ref() = default;
-    Ref(const Ref&) = delete;
-    Ref& operator=(const Ref&) = delete;
-    Ref(Ref&& other) noexcept : m_p(std::exchange(other.m_p, nullptr)) {}
-    ~Ref() { Reset(); }
-    void Reset() {
-        if (m_p != nullptr)
-            std::exchange(m_p, nullptr)->Release();
-    }
-    T* Get() const { return m_p; }
-    T* operator->() const { return m_p; }
-    explicit operator bool() const { return m_p != nullptr; }
-    T* Detach() { return std::exchange(m_p, nullptr); }
-    // Where a call leaves a new reference (the old one is released first).
-    T** Put() {
-        Reset();
-        return &m_p;
-    }
-    void** Out() { return reinterpret_cast<void**>(Put()); }
-    IUnknown** UnknownOut() { return reinterpret_cast<IUnknown**>(Put()); }
-
-private:
-    T* m_p = nullptr;
-};
+using hdbcom::ComPtr;
 
 // A folder of its own under the system's temporary folder, removed with
 // everything in it when the guard goes.

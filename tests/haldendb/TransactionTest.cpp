@@ -110,9 +110,9 @@ protected:
     // Inserts `value` through the transaction's own session.
     HRESULT InsertIn(const CTransactionClass& transaction, int value) {
         ITransactionLocal* session = transaction;
-        Ref<IDBCreateCommand> commands;
+        ComPtr<IDBCreateCommand> commands;
         if (session == nullptr ||
-            FAILED(session->QueryInterface(IID_IDBCreateCommand, commands.Out())))
+            FAILED(session->QueryInterface(IID_IDBCreateCommand, commands.OutVoid())))
             return E_NOINTERFACE;
         return ExecuteOn(commands.Get(), L"INSERT INTO t VALUES (" + std::to_wstring(value) + L")");
     }

@@ -14,44 +14,13 @@
 #include <vector>
 
 #include "haldendb/ProviderClassIds.h"
+#include "hdbplatform/ComPtr.h"
 #include "hdbplatform/OleDbApi.h"
 
 namespace providertest {
 
-template <class T> class Ptr {
-public:
-    Ptr() = default;
-    Ptr(const Ptr&) = delete;
-    Ptr(Ptr&& o) noexcept : m_p(std::exchange(o.m_p, nullptr)) {}
-    Ptr& operator=(Ptr&& o) noexcept {
-        Reset();
-        m_p = std::exchange(o.m_p, nullptr);
-        return *this;
-    }
-    ~Ptr() { Reset(); }
-    void Reset() {
-        if (m_p != nullptr)
-            std::exchange(m_p, nullptr)->Release();
-    }
-    T* Get() const { return m_p; }
-    T* operator->() const { return m_p; }
-    explicit operator bool() const { return m_p != nullptr; }
-    T** Out() {
-        Reset();
-        return &m_p;
-    }
-    void** OutVoid() { return reinterpret_cast<void**>(Out()); }
-    IUnknown** OutUnknown() { return reinterpret_cast<IUnknown**>(Out()); }
-    template <class U> Ptr<U> As(REFIID iid) const {
-        Ptr<U> other;
-        if (m_p != nullptr)
-            m_p->QueryInterface(iid, other.OutVoid());
-        return other;
-    }
-
-private:
-    T* m_p = nullptr;
-};
+// The platform's COM pointer, under the short name these tests use.
+template <class T> using Ptr = hdbcom::ComPtr<T>;
 
 // One error record as a consumer reads it.
 struct Record {

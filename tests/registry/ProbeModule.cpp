@@ -4,7 +4,6 @@
 
 #include "hdbplatform/ClassRegistry.h"
 
-#include <atomic>
 #include <dlfcn.h>
 
 namespace {
@@ -12,35 +11,15 @@ namespace {
 int g_loads = 0;
 [[maybe_unused]] const int g_countLoad = ++g_loads;
 
-class Probe final : public IRegistryProbe {
+class Probe final
+    : public hdbcom::ComObject<hdbcom::Implements<IRegistryProbe, IID_IRegistryProbe>> {
 public:
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** ppv) override {
-        if (ppv == nullptr)
-            return E_POINTER;
-        if (riid == IID_IUnknown || riid == IID_IRegistryProbe) {
-            *ppv = static_cast<IRegistryProbe*>(this);
-            AddRef();
-            return S_OK;
-        }
-        *ppv = nullptr;
-        return E_NOINTERFACE;
-    }
-    ULONG STDMETHODCALLTYPE AddRef() override { return ++m_refs; }
-    ULONG STDMETHODCALLTYPE Release() override {
-        ULONG left = --m_refs;
-        if (left == 0)
-            delete this;
-        return left;
-    }
     int STDMETHODCALLTYPE LoadCount() override { return g_loads; }
     const char* STDMETHODCALLTYPE ModulePath() override {
         Dl_info info{};
         dladdr(reinterpret_cast<void*>(&DllGetClassObject), &info);
         return info.dli_fname;
     }
-
-private:
-    std::atomic<ULONG> m_refs{1};
 };
 
 } // namespace

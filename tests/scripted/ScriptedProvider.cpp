@@ -12,6 +12,7 @@
 #include <new>
 
 #include "core/Core.h"
+#include "hdbplatform/ClassFactory.h"
 
 namespace hdbscripted {
 
@@ -678,49 +679,16 @@ private:
     AliveCount m_alive;
 };
 
-// The class object registered for the provider's class id.
-class ScriptedFactory final : public IClassFactory {
-public:
-    explicit ScriptedFactory(std::shared_ptr<State> state) : m_state(std::move(state)) {}
-
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** ppv) override {
-        if (ppv == nullptr)
-            return E_POINTER;
-        *ppv = nullptr;
-        if (riid != IID_IUnknown && riid != IID_IClassFactory)
-            return E_NOINTERFACE;
-        *ppv = static_cast<IClassFactory*>(this);
-        AddRef();
-        return S_OK;
-    }
-    ULONG STDMETHODCALLTYPE AddRef() override { return ++m_refs; }
-    ULONG STDMETHODCALLTYPE Release() override {
-        ULONG left = --m_refs;
-        if (left == 0)
-            delete this;
-        return left;
-    }
-    HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown* outer, REFIID riid, void** ppv) override {
-        if (ppv == nullptr)
-            return E_POINTER;
-        *ppv = nullptr;
-        if (outer != nullptr)
-            return CLASS_E_NOAGGREGATION;
-        auto* object = new (std::nothrow) ScriptedDataSource(m_state);
-        if (object == nullptr)
-            return E_OUTOFMEMORY;
-        HRESULT hr = object->QueryInterface(riid, ppv);
+// Makes the data sources of the class object registered for the provider's
+// class id.
+hdbcom::ClassFactory::MakeInstance DataSourceMaker(std::shared_ptr<State> state) {
+    return [state = std::move(state)](REFIID riid, void** ppv) {
+        HRESULT hr = hdbcom::HandOut(new (std::nothrow) ScriptedDataSource(state), riid, ppv);
         if (SUCCEEDED(hr))
-            m_state->Hold(ObjectKind::dataSource, static_cast<IUnknown*>(*ppv));
-        object->Release();
+            state->Hold(ObjectKind::dataSource, static_cast<IUnknown*>(*ppv));
         return hr;
-    }
-    HRESULT STDMETHODCALLTYPE LockServer(BOOL) override { return S_OK; }
-
-private:
-    std::shared_ptr<State> m_state;
-    std::atomic<ULONG> m_refs{1};
-};
+    };
+}
 
 } // namespace
 
@@ -821,10 +789,11 @@ bool StatementRule::WaitUntilBlocked(std::chrono::milliseconds timeout) const {
 ScriptedProvider::ScriptedProvider(const CLSID& classId)
     : m_state(std::make_shared<State>()), m_classId(classId) {
     m_state->classId = classId;
-    auto* factory = new ScriptedFactory(m_state);
-    m_registered = SUCCEEDED(CoRegisterClassObject(classId, factory, CLSCTX_INPROC_SERVER,
+    hdbcom::ComPtr<IClassFactory> factory;
+    m_registered = SUCCEEDED(hdbcom::ClassFactory::Create(DataSourceMaker(m_state),
+                                                          IID_IClassFactory, factory.OutVoid())) &&
+                   SUCCEEDED(CoRegisterClassObject(classId, factory.Get(), CLSCTX_INPROC_SERVER,
                                                    REGCLS_MULTIPLEUSE, &m_cookie));
-    factory->Release();
 }
 
 ScriptedProvider::~ScriptedProvider() {

@@ -9,6 +9,7 @@
 #include <thread>
 #include <utility>
 
+#include "hdbplatform/ComPtr.h"
 #include "hdbplatform/OleDbSupplement.h"
 
 using namespace hdbscripted;
@@ -16,28 +17,7 @@ using namespace std::chrono_literals;
 
 namespace {
 
-template <class T> class Ptr {
-public:
-    Ptr() = default;
-    Ptr(Ptr&& other) noexcept : m_p(other.Detach()) {}
-    Ptr& operator=(const Ptr&) = delete;
-    ~Ptr() { Reset(); }
-    void Reset() {
-        if (m_p != nullptr)
-            std::exchange(m_p, nullptr)->Release();
-    }
-    T* Detach() { return std::exchange(m_p, nullptr); }
-    T* operator->() const { return m_p; }
-    T* Get() const { return m_p; }
-    void** Out() {
-        Reset();
-        return reinterpret_cast<void**>(&m_p);
-    }
-    IUnknown** OutUnknown() { return reinterpret_cast<IUnknown**>(Out()); }
-
-private:
-    T* m_p = nullptr;
-};
+using hdbcom::ComPtr;
 
 struct Record {
     std::wstring description, source, sqlState;
@@ -46,18 +26,18 @@ struct Record {
 
 std::vector<Record> TakeRecords() {
     std::vector<Record> out;
-    Ptr<IErrorInfo> info;
-    if (GetErrorInfo(0, reinterpret_cast<IErrorInfo**>(info.Out())) != S_OK || !info.Get())
+    ComPtr<IErrorInfo> info;
+    if (GetErrorInfo(0, info.Out()) != S_OK || !info.Get())
         return out;
-    Ptr<IErrorRecords> records;
-    info->QueryInterface(IID_IErrorRecords, records.Out());
+    ComPtr<IErrorRecords> records;
+    info->QueryInterface(IID_IErrorRecords, records.OutVoid());
     ULONG count = 0;
     if (records.Get())
         records->GetRecordCount(&count);
     for (ULONG i = 0; i < count; ++i) {
         Record r;
-        Ptr<IErrorInfo> one;
-        if (SUCCEEDED(records->GetErrorInfo(i, 0, reinterpret_cast<IErrorInfo**>(one.Out())))) {
+        ComPtr<IErrorInfo> one;
+        if (SUCCEEDED(records->GetErrorInfo(i, 0, one.Out()))) {
             BSTR text = nullptr;
             one->GetDescription(&text);
             r.description = text ? text : L"";
@@ -67,7 +47,7 @@ std::vector<Record> TakeRecords() {
             r.source = text ? text : L"";
             SysFreeString(text);
         }
-        Ptr<ISQLErrorInfo> sql;
+        ComPtr<ISQLErrorInfo> sql;
         if (SUCCEEDED(records->GetCustomErrorObject(i, IID_ISQLErrorInfo, sql.OutUnknown())) &&
             sql.Get()) {
             BSTR state = nullptr;
@@ -85,18 +65,17 @@ class ScriptedTest : public ::testing::Test {
 protected:
     void SetUp() override {
         ASSERT_TRUE(provider.Registered());
-        ASSERT_EQ(S_OK, provider.NewDataSource(IID_IDBInitialize, dso.Out()));
+        ASSERT_EQ(S_OK, provider.NewDataSource(IID_IDBInitialize, dso.OutVoid()));
         ASSERT_EQ(S_OK, dso->Initialize());
-        Ptr<IDBCreateSession> factory;
-        ASSERT_EQ(S_OK, dso->QueryInterface(IID_IDBCreateSession, factory.Out()));
-        ASSERT_EQ(S_OK, factory->CreateSession(nullptr, IID_IDBCreateCommand,
-                                               reinterpret_cast<IUnknown**>(session.Out())));
+        ComPtr<IDBCreateSession> factory;
+        ASSERT_EQ(S_OK, dso->QueryInterface(IID_IDBCreateSession, factory.OutVoid()));
+        ASSERT_EQ(S_OK,
+                  factory->CreateSession(nullptr, IID_IDBCreateCommand, session.OutUnknown()));
     }
 
-    Ptr<ICommandText> Command(const wchar_t* sql) {
-        Ptr<ICommandText> command;
-        EXPECT_EQ(S_OK, session->CreateCommand(nullptr, IID_ICommandText,
-                                               reinterpret_cast<IUnknown**>(command.Out())));
+    ComPtr<ICommandText> Command(const wchar_t* sql) {
+        ComPtr<ICommandText> command;
+        EXPECT_EQ(S_OK, session->CreateCommand(nullptr, IID_ICommandText, command.OutUnknown()));
         EXPECT_EQ(S_OK, command->SetCommandText(DBGUID_DEFAULT, sql));
         return command;
     }
@@ -104,14 +83,14 @@ protected:
         return Command(sql)->Execute(nullptr, IID_NULL, nullptr, affected, nullptr);
     }
     ITransactionLocal* Transactions() {
-        session->QueryInterface(IID_ITransactionLocal, transaction.Out());
+        session->QueryInterface(IID_ITransactionLocal, transaction.OutVoid());
         return transaction.Get();
     }
 
     ScriptedProvider provider;
-    Ptr<IDBInitialize> dso;
-    Ptr<IDBCreateCommand> session;
-    Ptr<ITransactionLocal> transaction;
+    ComPtr<IDBInitialize> dso;
+    ComPtr<IDBCreateCommand> session;
+    ComPtr<ITransactionLocal> transaction;
 };
 
 TEST_F(ScriptedTest, DeadlockVictimFailsTheFirstExecutionsWithItsRecordThenSucceeds) {
@@ -171,8 +150,8 @@ TEST_F(ScriptedTest, FaultKindsPickTheResultCodeAndSevereErrorsKeepTheirNumber) 
 TEST_F(ScriptedTest, WarningsOfASuccessfulExecuteAndItsOptionsCrossTheBackendEdge) {
     provider.OnStatement(L"UPDATE").Warns({L"value rounded", L"01S07", 7, FaultKind::general});
     auto command = Command(L"UPDATE t SET a = 1.5");
-    Ptr<ICommandProperties> properties;
-    ASSERT_EQ(S_OK, command->QueryInterface(IID_ICommandProperties, properties.Out()));
+    ComPtr<ICommandProperties> properties;
+    ASSERT_EQ(S_OK, command->QueryInterface(IID_ICommandProperties, properties.OutVoid()));
     DBPROP props[2]{};
     props[0].dwPropertyID = DBPROP_COMMANDTIMEOUT;
     props[1].dwPropertyID = DBPROP_MAXROWS;
@@ -197,12 +176,11 @@ TEST_F(ScriptedTest, LongValuesComeForwardInChunksFromAnyRowOfTheLatestFetch) {
     provider.OnStatement(L"SELECT").Returns(
         {{L"id", DBTYPE_I8}, {L"body", DBTYPE_WSTR, 0, true}},
         {{1LL, text(L'a')}, {2LL, text(L'b')}, {3LL, text(L'c')}, {4LL, text(L'd')}});
-    Ptr<IRowset> rowset;
+    ComPtr<IRowset> rowset;
     ASSERT_EQ(S_OK, Command(L"SELECT id, body FROM t")
-                        ->Execute(nullptr, IID_IRowset, nullptr, nullptr,
-                                  reinterpret_cast<IUnknown**>(rowset.Out())));
-    Ptr<IAccessor> accessors;
-    ASSERT_EQ(S_OK, rowset->QueryInterface(IID_IAccessor, accessors.Out()));
+                        ->Execute(nullptr, IID_IRowset, nullptr, nullptr, rowset.OutUnknown()));
+    ComPtr<IAccessor> accessors;
+    ASSERT_EQ(S_OK, rowset->QueryInterface(IID_IAccessor, accessors.OutVoid()));
     struct Row {
         DBSTATUS status;
         DBLENGTH length;
@@ -282,10 +260,9 @@ TEST_F(ScriptedTest, ScriptedRowsReachTheConsumerAndAFetchFaultEndsThem) {
         .Returns({{L"id", DBTYPE_I8}, {L"name", DBTYPE_WSTR, 20}},
                  {{1LL, std::wstring(L"one")}, {2LL, std::monostate{}}, {3LL, L"three"}})
         .FailFetchAfter(2, {L"connection lost", L"08S01", 10054, FaultKind::general});
-    Ptr<IRowset> rowset;
+    ComPtr<IRowset> rowset;
     ASSERT_EQ(S_OK, Command(L"SELECT id, name FROM t")
-                        ->Execute(nullptr, IID_IRowset, nullptr, nullptr,
-                                  reinterpret_cast<IUnknown**>(rowset.Out())));
+                        ->Execute(nullptr, IID_IRowset, nullptr, nullptr, rowset.OutUnknown()));
     struct Row {
         DBSTATUS idStatus;
         LONG id;
@@ -307,8 +284,8 @@ TEST_F(ScriptedTest, ScriptedRowsReachTheConsumerAndAFetchFaultEndsThem) {
     bindings[1].dwPart = DBPART_VALUE | DBPART_LENGTH | DBPART_STATUS;
     bindings[1].wType = DBTYPE_WSTR;
     bindings[1].cbMaxLen = sizeof(Row::name);
-    Ptr<IAccessor> accessors;
-    ASSERT_EQ(S_OK, rowset->QueryInterface(IID_IAccessor, accessors.Out()));
+    ComPtr<IAccessor> accessors;
+    ASSERT_EQ(S_OK, rowset->QueryInterface(IID_IAccessor, accessors.OutVoid()));
     HACCESSOR accessor = 0;
     ASSERT_EQ(S_OK, accessors->CreateAccessor(DBACCESSOR_ROWDATA, 2, bindings, sizeof(Row),
                                               &accessor, nullptr));
@@ -344,8 +321,8 @@ TEST_F(ScriptedTest, CancelEndsABlockedExecutionUnlessScriptedToFail) {
     std::thread runner(
         [&] { executed = command->Execute(nullptr, IID_NULL, nullptr, nullptr, nullptr); });
     ASSERT_TRUE(rule.WaitUntilBlocked(5s));
-    Ptr<ICommand> asCommand;
-    command->QueryInterface(IID_ICommand, asCommand.Out());
+    ComPtr<ICommand> asCommand;
+    command->QueryInterface(IID_ICommand, asCommand.OutVoid());
     EXPECT_EQ(S_OK, asCommand->Cancel());
     runner.join();
     EXPECT_EQ(DB_E_CANCELED, executed);
@@ -411,12 +388,12 @@ TEST_F(ScriptedTest, HeldReferencesShowInTheConsumersLastRelease) {
     provider.HoldReferences(ObjectKind::dataSource, 1);
     provider.HoldReferences(ObjectKind::rowset, 2);
     provider.OnStatement(L"SELECT").Returns({{L"a", DBTYPE_I8}}, {{1LL}});
-    Ptr<IDBInitialize> other;
-    ASSERT_EQ(S_OK, provider.NewDataSource(IID_IDBInitialize, other.Out()));
-    Ptr<IRowset> rowset;
-    ASSERT_EQ(S_OK, Command(L"SELECT a")
-                        ->Execute(nullptr, IID_IRowset, nullptr, nullptr,
-                                  reinterpret_cast<IUnknown**>(rowset.Out())));
+    ComPtr<IDBInitialize> other;
+    ASSERT_EQ(S_OK, provider.NewDataSource(IID_IDBInitialize, other.OutVoid()));
+    ComPtr<IRowset> rowset;
+    ASSERT_EQ(
+        S_OK,
+        Command(L"SELECT a")->Execute(nullptr, IID_IRowset, nullptr, nullptr, rowset.OutUnknown()));
     EXPECT_EQ(2u, rowset.Detach()->Release());
     EXPECT_EQ(1u, other.Detach()->Release());
     EXPECT_EQ(3u, provider.DropHeldReferences());
@@ -429,10 +406,10 @@ TEST(ScriptedConnect, PropertiesComeBackAsSetAndAConnectFaultReachesTheCaller) {
     const CLSID someProvider = {
         0x0C7FF16C, 0x38E3, 0x11D0, {0x97, 0xAB, 0x00, 0xC0, 0x4F, 0xC2, 0xAD, 0x98}};
     ScriptedProvider provider(someProvider);
-    Ptr<IDataInitialize> services;
+    ComPtr<IDataInitialize> services;
     ASSERT_EQ(S_OK, CoCreateInstance(CLSID_MSDAINITIALIZE, nullptr, CLSCTX_INPROC_SERVER,
-                                     IID_IDataInitialize, services.Out()));
-    Ptr<IDBProperties> dso;
+                                     IID_IDataInitialize, services.OutVoid()));
+    ComPtr<IDBProperties> dso;
     ASSERT_EQ(S_OK, services->CreateDBInstance(someProvider, nullptr, CLSCTX_INPROC_SERVER, nullptr,
                                                IID_IDBProperties, dso.OutUnknown()));
 
@@ -466,8 +443,8 @@ TEST(ScriptedConnect, PropertiesComeBackAsSetAndAConnectFaultReachesTheCaller) {
 
     provider.FailConnect(
         Fault{L"Login failed for 'sa'.", L"28000", 18456, FaultKind::cannotConnect});
-    Ptr<IDBInitialize> initialize;
-    ASSERT_EQ(S_OK, dso->QueryInterface(IID_IDBInitialize, initialize.Out()));
+    ComPtr<IDBInitialize> initialize;
+    ASSERT_EQ(S_OK, dso->QueryInterface(IID_IDBInitialize, initialize.OutVoid()));
     EXPECT_EQ(E_FAIL, initialize->Initialize());
     auto records = TakeRecords();
     ASSERT_EQ(1u, records.size());

@@ -8,7 +8,6 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <map>
 #include <string>
 
@@ -25,32 +24,15 @@ std::map<DBPROPID, std::wstring> g_props;
 int g_live = 0;
 
 // A data source stand-in: IDBProperties records what SetProperties gets.
-class RecordingProvider final : public IDBProperties {
+class RecordingProvider final
+    : public hdbcom::ComObject<hdbcom::Implements<IDBProperties, IID_IDBProperties>> {
 public:
     RecordingProvider() {
         ++g_live;
         g_props.clear();
     }
-    ~RecordingProvider() { --g_live; }
+    ~RecordingProvider() override { --g_live; }
 
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** ppv) override {
-        if (!ppv)
-            return E_POINTER;
-        if (riid == IID_IUnknown || riid == IID_IDBProperties) {
-            *ppv = static_cast<IDBProperties*>(this);
-            AddRef();
-            return S_OK;
-        }
-        *ppv = nullptr;
-        return E_NOINTERFACE;
-    }
-    ULONG STDMETHODCALLTYPE AddRef() override { return ++refs_; }
-    ULONG STDMETHODCALLTYPE Release() override {
-        ULONG left = --refs_;
-        if (left == 0)
-            delete this;
-        return left;
-    }
     HRESULT STDMETHODCALLTYPE GetProperties(ULONG, const DBPROPIDSET[], ULONG*,
                                             DBPROPSET**) override {
         return E_NOTIMPL;
@@ -75,9 +57,6 @@ public:
         }
         return S_OK;
     }
-
-private:
-    std::atomic<ULONG> refs_{1};
 };
 
 class DataInitializeTest : public ::testing::Test {

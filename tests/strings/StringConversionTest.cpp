@@ -71,29 +71,36 @@ TEST(Utf8Conversion, SurrogatePairsOfUtf16TextRoundTrip) {
 }
 
 TEST(Utf8Conversion, IllFormedInputBecomesReplacementCharacters) {
+    // Repaired per piece (the default) and per byte (the provider's values).
     struct Case {
         std::string input;
-        std::wstring expected;
+        std::wstring perPiece;
+        std::wstring perByte;
     };
     const Case cases[] = {
-        {"a\x80z", L"a" + Replacements(1) + L"z"},         // stray continuation byte
-        {"\xC3", Replacements(1)},                         // truncated at the end
-        {"\xC3(", Replacements(1) + L"("},                 // continuation missing
-        {"\xE2\x82z", Replacements(1) + L"z"},             // one piece for a broken prefix
-        {"\xF0\x9F\x98", Replacements(1)},                 // truncated 4-byte form
-        {"\xC0\xAF", Replacements(2)},                     // overlong '/'
-        {"\xE0\x80\xAF", Replacements(3)},                 // overlong 3-byte form
-        {"\xED\xA0\x80", Replacements(3)},                 // encoded surrogate
-        {"\xF4\x90\x80\x80", Replacements(4)},             // above U+10FFFF
-        {"\xFF\xFEok", Replacements(2) + L"ok"},           // bytes never used in UTF-8
-        {"\xEF\xBF\xBD", L"\uFFFD"},                       // a real U+FFFD stays one
-        {std::string("a\0b", 3), std::wstring(L"a\0b", 3)} // zero is a character
+        {"a\x80z", L"a" + Replacements(1) + L"z", L"a" + Replacements(1) + L"z"}, // stray byte
+        {"\xC3", Replacements(1), Replacements(1)},                       // truncated at the end
+        {"\xC3(", Replacements(1) + L"(", Replacements(1) + L"("},        // continuation missing
+        {"\xE2\x82z", Replacements(1) + L"z", Replacements(2) + L"z"},    // a broken prefix
+        {"\xF0\x9F\x98", Replacements(1), Replacements(3)},               // truncated 4-byte form
+        {"\xC0\xAF", Replacements(2), Replacements(2)},                   // overlong '/'
+        {"\xE0\x80\xAF", Replacements(3), Replacements(3)},               // overlong 3-byte form
+        {"\xED\xA0\x80", Replacements(3), Replacements(3)},               // encoded surrogate
+        {"\xF4\x90\x80\x80", Replacements(4), Replacements(4)},           // above U+10FFFF
+        {"\xFF\xFEok", Replacements(2) + L"ok", Replacements(2) + L"ok"}, // never in UTF-8
+        {"\xEF\xBF\xBD", L"\uFFFD", L"\uFFFD"},                           // a real U+FFFD stays one
+        {std::string("a\0b", 3), std::wstring(L"a\0b", 3), std::wstring(L"a\0b", 3)} // zero
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(testing::PrintToString(c.input));
-        EXPECT_EQ(WideFromUtf8(c.input), c.expected);
+        EXPECT_EQ(WideFromUtf8(c.input), c.perPiece);
         const std::u8string bytes(c.input.begin(), c.input.end());
-        EXPECT_EQ(WideFromUtf8(bytes), c.expected);
+        EXPECT_EQ(WideFromUtf8(bytes), c.perPiece);
+        EXPECT_EQ(WideFromUtf8(c.input, Utf8Repair::perByte), c.perByte);
+        // Into a block of exactly one unit per byte, the room promised to suffice.
+        auto block = std::make_unique<wchar_t[]>(c.input.size());
+        const std::size_t n = DecodeUtf8Into(c.input, block.get(), Utf8Repair::perByte);
+        EXPECT_EQ(std::wstring(block.get(), n), c.perByte);
     }
 }
 

@@ -25,9 +25,9 @@
 #error "hdbplatform/ClassRegistry.h is for Linux builds; Windows has its own registry"
 #endif
 
+#include "hdbplatform/ClassFactory.h"
 #include "hdbplatform/WinApi.h"
 
-#include <atomic>
 #include <new>
 
 inline constexpr DWORD ERROR_MOD_NOT_FOUND = 126;
@@ -54,66 +54,22 @@ void HdbRegisterBuiltinClass(REFCLSID clsid, HRESULT (*getClassObject)(REFIID ri
 extern "C" __attribute__((visibility("default"))) HRESULT
 DllGetClassObject(REFCLSID rclsid, REFIID riid, LPVOID* ppv);
 
-// A class factory for T. T is a COM object that starts life with one reference
-// (its constructor sets the count to 1) and takes no arguments. A module then
-// writes its entry point as
+// The class object for T, a COM class made by its default constructor with
+// one reference (a hdbcom::ComObject, say). A module then writes its entry
+// point as
 //
 //   extern "C" HRESULT DllGetClassObject(REFCLSID clsid, REFIID riid, LPVOID* ppv) {
 //       if (clsid != CLSID_MyProvider) return CLASS_E_CLASSNOTAVAILABLE;
 //       return HdbClassFactory<CMyProvider>::GetClassObject(riid, ppv);
 //   }
-template <class T> class HdbClassFactory final : public IClassFactory {
-public:
-    // A new factory, handed out as riid.
+//
+// A class whose instances need arguments uses hdbcom::ClassFactory::Create
+// with a factory function of its own.
+template <class T> struct HdbClassFactory {
+    // A new class object, handed out as riid.
     static HRESULT GetClassObject(REFIID riid, void** ppv) {
-        if (ppv == nullptr)
-            return E_POINTER;
-        *ppv = nullptr;
-        auto* factory = new (std::nothrow) HdbClassFactory;
-        if (factory == nullptr)
-            return E_OUTOFMEMORY;
-        HRESULT hr = factory->QueryInterface(riid, ppv);
-        factory->Release();
-        return hr;
+        return hdbcom::ClassFactory::Create(
+            [](REFIID id, void** out) { return hdbcom::HandOut(new (std::nothrow) T, id, out); },
+            riid, ppv);
     }
-
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** ppv) override {
-        if (ppv == nullptr)
-            return E_POINTER;
-        if (riid == IID_IUnknown || riid == IID_IClassFactory) {
-            *ppv = static_cast<IClassFactory*>(this);
-            AddRef();
-            return S_OK;
-        }
-        *ppv = nullptr;
-        return E_NOINTERFACE;
-    }
-    ULONG STDMETHODCALLTYPE AddRef() override { return ++m_refs; }
-    ULONG STDMETHODCALLTYPE Release() override {
-        ULONG left = --m_refs;
-        if (left == 0)
-            delete this;
-        return left;
-    }
-
-    // Aggregation is not offered: T is always its own controlling unknown.
-    HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown* outer, REFIID riid, void** ppv) override {
-        if (ppv == nullptr)
-            return E_POINTER;
-        *ppv = nullptr;
-        if (outer != nullptr)
-            return CLASS_E_NOAGGREGATION;
-        T* object = new (std::nothrow) T;
-        if (object == nullptr)
-            return E_OUTOFMEMORY;
-        HRESULT hr = object->QueryInterface(riid, ppv);
-        object->Release();
-        return hr;
-    }
-    // Modules are never unloaded, so there is nothing to keep alive.
-    HRESULT STDMETHODCALLTYPE LockServer(BOOL) override { return S_OK; }
-
-private:
-    HdbClassFactory() = default;
-    std::atomic<ULONG> m_refs{1};
 };
