@@ -25,6 +25,17 @@ class Session;
 class Command;
 class Rowset;
 
+// Hands out a new object (made with its one reference, the maker's) as riid
+// and gives that reference up, so that the object goes again when riid is
+// not one of its interfaces; E_OUTOFMEMORY for an object that was not made.
+template <class T> HRESULT HandOutNew(T* created, REFIID riid, IUnknown** out) {
+    if (created == nullptr)
+        return E_OUTOFMEMORY;
+    const HRESULT hr = created->QueryInterface(riid, reinterpret_cast<void**>(out));
+    created->Release();
+    return hr;
+}
+
 // ------------------------------------------------------------ accessors
 
 struct Accessor {
@@ -102,6 +113,10 @@ public:
 
 protected:
     ~DataSource() override;
+    // Makes the session CreateSession hands out, over its own connection
+    // (null when out of memory). A provider whose sessions behave
+    // differently makes its own kind here.
+    virtual Session* NewSession(std::unique_ptr<backend::Connection> connection);
 
 private:
     HRESULT Query(REFIID riid, void** ppv);
@@ -162,6 +177,9 @@ public:
 
 protected:
     ~Session() override;
+    // Makes the command CreateCommand hands out (null when out of memory).
+    // A provider whose commands behave differently makes its own kind here.
+    virtual Command* NewCommand();
 
 private:
     HRESULT Query(REFIID riid, void** ppv);

@@ -218,12 +218,11 @@ HRESULT DataSource::CreateSession(IUnknown* outer, REFIID riid, IUnknown** sessi
                                L"The data source object is not initialised.");
         return ReportDiagnostics(m_source, ResultOf(diag), IID_IDBCreateSession, diag);
     }
-    auto* created = new (std::nothrow) Session(this, std::move(connection));
-    if (created == nullptr)
-        return E_OUTOFMEMORY;
-    HRESULT hr = created->QueryInterface(riid, reinterpret_cast<void**>(session));
-    created->Release();
-    return hr;
+    return HandOutNew(NewSession(std::move(connection)), riid, session);
+}
+
+Session* DataSource::NewSession(std::unique_ptr<backend::Connection> connection) {
+    return new (std::nothrow) Session(this, std::move(connection));
 }
 
 std::unique_ptr<backend::Connection> DataSource::OpenSessionConnection(backend::Diagnostics& diag) {

@@ -121,12 +121,11 @@ HRESULT Session::CreateCommand(IUnknown* outer, REFIID riid, IUnknown** command)
     *command = nullptr;
     if (outer != nullptr)
         return DB_E_NOAGGREGATION;
-    auto* created = new (std::nothrow) Command(this);
-    if (created == nullptr)
-        return E_OUTOFMEMORY;
-    HRESULT hr = created->QueryInterface(riid, reinterpret_cast<void**>(command));
-    created->Release();
-    return hr;
+    return HandOutNew(NewCommand(), riid, command);
+}
+
+Command* Session::NewCommand() {
+    return new (std::nothrow) Command(this);
 }
 
 HRESULT Session::OpenRowset(IUnknown* outer, DBID* table, DBID* index, REFIID riid, ULONG cSets,

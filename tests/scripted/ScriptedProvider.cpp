@@ -2,6 +2,8 @@
 // and thin subclasses of the provider core's objects for the answers a
 // backend cannot give (result codes of Cancel and of the transaction calls,
 // references held on behalf of the test, the property sets as received).
+// The core makes the subclasses through its factory hooks (NewSession,
+// NewCommand); everything else is the core's own.
 #include "scripted/ScriptedProvider.h"
 
 #include <algorithm>
@@ -92,6 +94,13 @@ struct State {
             if (answer.set == set && answer.id == id)
                 return &answer;
         return nullptr;
+    }
+
+    // Counts one call of a transaction operation and reads its answer.
+    Answer Count(int& calls, const Answer& answer) {
+        std::lock_guard lock(mutex);
+        ++calls;
+        return answer;
     }
 
     // Takes `hold` references of a new object of the given kind.
@@ -492,62 +501,36 @@ public:
         : Session(dataSource, std::move(connection)), m_state(std::move(state)),
           m_alive(m_state, ObjectKind::session) {}
 
-    HRESULT STDMETHODCALLTYPE CreateCommand(IUnknown* outer, REFIID riid,
-                                            IUnknown** command) override {
-        core::ClearError();
-        if (command == nullptr)
-            return E_INVALIDARG;
-        *command = nullptr;
-        if (outer != nullptr)
-            return DB_E_NOAGGREGATION;
-        auto* created = new (std::nothrow) ScriptedCommand(this, m_state);
-        if (created == nullptr)
-            return E_OUTOFMEMORY;
-        HRESULT hr = created->QueryInterface(riid, reinterpret_cast<void**>(command));
-        if (SUCCEEDED(hr))
-            m_state->Hold(ObjectKind::command, *command);
-        created->Release();
-        return hr;
-    }
-
     HRESULT STDMETHODCALLTYPE StartTransaction(ISOLEVEL level, ULONG flags,
                                                ITransactionOptions* options,
                                                ULONG* transactionLevel) override {
-        detail::Answer answer;
         {
             std::lock_guard lock(m_state->mutex);
-            ++m_state->starts;
             m_state->lastIsolation = level;
-            answer = m_state->start;
         }
-        return Answered(answer, Source(), IID_ITransactionLocal, [&] {
-            return Session::StartTransaction(level, flags, options, transactionLevel);
-        });
+        return Answered(
+            m_state->Count(m_state->starts, m_state->start), Source(), IID_ITransactionLocal,
+            [&] { return Session::StartTransaction(level, flags, options, transactionLevel); });
     }
 
     HRESULT STDMETHODCALLTYPE Commit(BOOL retaining, DWORD grfTC, DWORD grfRM) override {
-        detail::Answer answer;
-        {
-            std::lock_guard lock(m_state->mutex);
-            ++m_state->commits;
-            answer = m_state->commit;
-        }
-        return Answered(answer, Source(), IID_ITransaction,
-                        [&] { return Session::Commit(retaining, grfTC, grfRM); });
+        return Answered(m_state->Count(m_state->commits, m_state->commit), Source(),
+                        IID_ITransaction, [&] { return Session::Commit(retaining, grfTC, grfRM); });
     }
 
     HRESULT STDMETHODCALLTYPE Abort(BOID* reason, BOOL retaining, BOOL async) override {
-        detail::Answer answer;
-        {
-            std::lock_guard lock(m_state->mutex);
-            ++m_state->aborts;
-            answer = m_state->abort;
-        }
-        return Answered(answer, Source(), IID_ITransaction,
+        return Answered(m_state->Count(m_state->aborts, m_state->abort), Source(), IID_ITransaction,
                         [&] { return Session::Abort(reason, retaining, async); });
     }
 
 private:
+    core::Command* NewCommand() override {
+        auto* command = new (std::nothrow) ScriptedCommand(this, m_state);
+        if (command != nullptr)
+            m_state->Hold(ObjectKind::command, static_cast<ICommandText*>(command));
+        return command;
+    }
+
     std::shared_ptr<State> m_state;
     AliveCount m_alive;
 };
@@ -631,30 +614,14 @@ public:
         return hr;
     }
 
-    HRESULT STDMETHODCALLTYPE CreateSession(IUnknown* outer, REFIID riid,
-                                            IUnknown** session) override {
-        core::ClearError();
-        if (session == nullptr)
-            return E_INVALIDARG;
-        *session = nullptr;
-        if (outer != nullptr)
-            return DB_E_NOAGGREGATION;
-        backend::Diagnostics diag;
-        auto connection = OpenSessionConnection(diag);
-        if (!connection)
-            return core::ReportError(Source(), E_UNEXPECTED, IID_IDBCreateSession,
-                                     L"The data source object is not initialised.");
-        auto* created = new (std::nothrow) ScriptedSession(this, std::move(connection), m_state);
-        if (created == nullptr)
-            return E_OUTOFMEMORY;
-        HRESULT hr = created->QueryInterface(riid, reinterpret_cast<void**>(session));
-        if (SUCCEEDED(hr))
-            m_state->Hold(ObjectKind::session, *session);
-        created->Release();
-        return hr;
+private:
+    core::Session* NewSession(std::unique_ptr<backend::Connection> connection) override {
+        auto* session = new (std::nothrow) ScriptedSession(this, std::move(connection), m_state);
+        if (session != nullptr)
+            m_state->Hold(ObjectKind::session, static_cast<IDBCreateCommand*>(session));
+        return session;
     }
 
-private:
     static ReceivedProperty Received(const DBPROP& property) {
         ReceivedProperty r;
         r.id = property.dwPropertyID;
