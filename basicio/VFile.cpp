@@ -22,6 +22,17 @@
 // returns -1 (or a negative value) with errno set on failure.
 namespace {
 
+// FileInfo from a descriptor's status, whichever stat structure the platform
+// fills; writable is the owner's write permission in its mode bits.
+template <class Status>
+void TakeStatus(const Status& status, bool writable, CVFile::FileInfo& info) {
+    info.length = static_cast<std::uint64_t>(status.st_size);
+    info.modified = status.st_mtime;
+    info.accessed = status.st_atime;
+    info.changed = status.st_ctime;
+    info.readOnly = !writable;
+}
+
 #ifdef _WIN32
 using NativePath = std::wstring; // the C runtime takes UTF-16 names directly
 
@@ -57,11 +68,7 @@ int NativeInfo(int fd, CVFile::FileInfo& info) {
     struct _stati64 status {};
     if (_fstati64(fd, &status) != 0)
         return -1;
-    info.length = static_cast<std::uint64_t>(status.st_size);
-    info.modified = status.st_mtime;
-    info.accessed = status.st_atime;
-    info.changed = status.st_ctime;
-    info.readOnly = (status.st_mode & _S_IWRITE) == 0;
+    TakeStatus(status, (status.st_mode & _S_IWRITE) != 0, info);
     return 0;
 }
 int NativeFlush(int fd) {
@@ -79,26 +86,22 @@ bool ToNativePath(std::wstring_view path, NativePath& native) {
     native = hdbtext::AnsiFromWide(path, &usedDefault);
     return !usedDefault;
 }
-int NativeOpen(const NativePath& path, int flags) {
-    int fd;
+// A call that a signal interrupted before it did anything is made again.
+template <class Call> auto RetryInterrupted(Call call) {
+    decltype(call()) result;
     do {
-        fd = ::open(path.c_str(), flags | O_CLOEXEC, 0666);
-    } while (fd < 0 && errno == EINTR);
-    return fd;
+        result = call();
+    } while (result < 0 && errno == EINTR);
+    return result;
+}
+int NativeOpen(const NativePath& path, int flags) {
+    return RetryInterrupted([&] { return ::open(path.c_str(), flags | O_CLOEXEC, 0666); });
 }
 long long NativeRead(int fd, void* buffer, std::size_t count) {
-    ssize_t done;
-    do {
-        done = ::read(fd, buffer, count);
-    } while (done < 0 && errno == EINTR);
-    return done;
+    return RetryInterrupted([&] { return ::read(fd, buffer, count); });
 }
 long long NativeWrite(int fd, const void* buffer, std::size_t count) {
-    ssize_t done;
-    do {
-        done = ::write(fd, buffer, count);
-    } while (done < 0 && errno == EINTR);
-    return done;
+    return RetryInterrupted([&] { return ::write(fd, buffer, count); });
 }
 long long NativeSeek(int fd, long long offset, int origin) {
     return ::lseek(fd, offset, origin);
@@ -111,11 +114,7 @@ int NativeInfo(int fd, CVFile::FileInfo& info) {
     struct stat status {};
     if (::fstat(fd, &status) != 0)
         return -1;
-    info.length = static_cast<std::uint64_t>(status.st_size);
-    info.modified = status.st_mtime;
-    info.accessed = status.st_atime;
-    info.changed = status.st_ctime;
-    info.readOnly = (status.st_mode & S_IWUSR) == 0;
+    TakeStatus(status, (status.st_mode & S_IWUSR) != 0, info);
     return 0;
 }
 int NativeTruncate(int fd, long long length) {

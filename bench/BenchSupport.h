@@ -1,6 +1,7 @@
 // What the benchmarks share: the table both sides read, the raw loop's text
 // helpers, the program's own --rows option, a temporary folder for the file,
-// and the summary of each benchmark's time and their ratio.
+// the frame of a program that compares a side with the raw loop, and the
+// summary of each benchmark's time and their ratio.
 #pragma once
 
 #include <benchmark/benchmark.h>
@@ -10,6 +11,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <functional>
 #include <map>
 #include <string>
 #include <system_error>
@@ -167,6 +169,72 @@ inline bool PrintRatio(size_t rows, const char* side, double time, double raw,
     std::printf("%zu rows: %s %.1f ms, raw sqlite3_step %.1f ms, ratio %.2f%s\n", rows, side, time,
                 raw, time / raw, more.c_str());
     return true;
+}
+
+// Times read() per iteration, counting rows items an iteration.
+template <class Read> void TimeEach(benchmark::State& state, size_t rows, Read read) {
+    for (auto _ : state)
+        benchmark::DoNotOptimize(read());
+    state.SetItemsProcessed(static_cast<int64_t>(state.iterations() * rows));
+}
+
+// Times read(db) per iteration on one read-only connection to file.
+template <class Read>
+void TimeRawLoop(benchmark::State& state, const std::string& file, size_t rows, Failure fail,
+                 Read read) {
+    sqlite3* db = nullptr;
+    if (sqlite3_open_v2(file.c_str(), &db, SQLITE_OPEN_READONLY, nullptr) != SQLITE_OK)
+        fail("sqlite3_open_v2");
+    TimeEach(state, rows, [&] { return read(db); });
+    sqlite3_close(db);
+}
+
+// What read(db) answers on a read-only connection to file, for one run
+// outside the benchmarks.
+template <class Read> auto ReadOnce(const std::string& file, Read read) {
+    sqlite3* db = nullptr;
+    sqlite3_open_v2(file.c_str(), &db, SQLITE_OPEN_READONLY, nullptr);
+    const auto totals = read(db);
+    sqlite3_close(db);
+    return totals;
+}
+
+// Whether a side read the very values of the raw loop, every row of the
+// table; says on stderr what differs when not.
+template <class Totals>
+bool SameValues(const char* program, const char* side, const Totals& raw, const Totals& read,
+                size_t rows) {
+    if (raw == read && raw.rows == rows)
+        return true;
+    std::fprintf(stderr, "%s: the %s read other values than sqlite3 (%llu rows against %llu)\n",
+                 program, side, read.rows, raw.rows);
+    return false;
+}
+
+// The frame of a program that compares a side with the raw loop: takes
+// --rows into rows, creates the table in a temporary folder and names it in
+// file, runs the benchmarks only when sameValues() finds that both sides read
+// the same values (their times mean nothing otherwise), and then summarise
+// with their times. Answers the program's exit status.
+inline int RunComparison(int argc, char** argv, const char* program, size_t& rows,
+                         std::string& file, Failure fail, const std::function<bool()>& sameValues,
+                         const std::function<void(const SummaryReporter&)>& summarise) {
+    std::vector<char*> args = TakeRowsOption(argc, argv, rows);
+    int count = static_cast<int>(args.size());
+    benchmark::Initialize(&count, args.data());
+
+    const TempFolder dir(program);
+    file = dir.File("bench.db");
+    CreateDatabase(file, rows, fail);
+
+    const int status = sameValues() ? 0 : 1;
+    if (status == 0) {
+        SummaryReporter reporter;
+        benchmark::RunSpecifiedBenchmarks(&reporter);
+        summarise(reporter);
+    }
+    benchmark::Shutdown();
+    return status;
 }
 
 } // namespace benchsupport

@@ -30,17 +30,17 @@
 
 namespace {
 
-using benchsupport::Binding;
 using benchsupport::Digits;
+using benchsupport::Totals;
 
-constexpr size_t NameChars = 20;
 constexpr DBCOUNTITEM BatchRows = 100;
+constexpr const char* Program = "bench_fetch";
 
 size_t g_rows = 1000000;
 std::string g_file;
 
-[[noreturn]] void Fail(const char* what, long code = 0) {
-    std::fprintf(stderr, "bench_fetch: %s failed (%ld)\n", what, code);
+[[noreturn]] void Fail(const char* what) {
+    std::fprintf(stderr, "%s: %s failed\n", Program, what);
     std::exit(1);
 }
 
@@ -48,17 +48,7 @@ std::wstring Wide(const std::string& path) {
     return std::wstring(path.begin(), path.end());
 }
 
-// One fetched row in the consumer's native forms.
-struct Row {
-    LONGLONG id;
-    double amount;
-    DBTIMESTAMP stamp;
-    DBLENGTH nameLength; // bytes
-    wchar_t name[NameChars + 1];
-    DBSTATUS status[4];
-};
-
-using benchsupport::Totals;
+using Row = benchsupport::FetchedRow<LONGLONG>;
 
 // ------------------------------------------------------------ raw loop
 
@@ -87,7 +77,7 @@ Totals ReadRaw(sqlite3* db) {
         row.amount = sqlite3_column_double(stmt, 1);
         const unsigned char* name = sqlite3_column_text(stmt, 2);
         row.nameLength =
-            benchsupport::Widen(name, sqlite3_column_bytes(stmt, 2), row.name, NameChars + 1) *
+            benchsupport::Widen(name, sqlite3_column_bytes(stmt, 2), row.name, Row::NameChars + 1) *
             sizeof(wchar_t);
         const unsigned char* stamp = sqlite3_column_text(stmt, 3);
         ParseStamp(stamp, sqlite3_column_bytes(stmt, 3), row.stamp);
@@ -100,79 +90,38 @@ Totals ReadRaw(sqlite3* db) {
 // ------------------------------------------------------------ provider
 
 Totals ReadProvider(benchsupport::ProviderSession& provider) {
-    const DBBINDING bindings[] = {
-        Binding(1, DBTYPE_I8, offsetof(Row, id), sizeof(LONGLONG), offsetof(Row, status)),
-        Binding(2, DBTYPE_R8, offsetof(Row, amount), sizeof(double), offsetof(Row, status)),
-        Binding(3, DBTYPE_WSTR, offsetof(Row, name), sizeof(Row::name), offsetof(Row, status),
-                offsetof(Row, nameLength)),
-        Binding(4, DBTYPE_DBTIMESTAMP, offsetof(Row, stamp), sizeof(DBTIMESTAMP),
-                offsetof(Row, status)),
-    };
-    Totals sum;
-    benchsupport::ReadEveryRow<Row>(provider, L"SELECT id, amount, name, stamp FROM bench",
-                                    bindings, BatchRows,
-                                    [&](const Row& row) { sum.Add(benchsupport::ValuesOf(row)); });
-    return sum;
+    return benchsupport::ReadFetchedTotals<LONGLONG>(
+        provider, L"SELECT id, amount, name, stamp FROM bench", DBTYPE_I8, BatchRows);
 }
 
 // ------------------------------------------------------------ benchmarks
 
 void RawStep(benchmark::State& state) {
-    sqlite3* db = nullptr;
-    if (sqlite3_open_v2(g_file.c_str(), &db, SQLITE_OPEN_READONLY, nullptr) != SQLITE_OK)
-        Fail("sqlite3_open_v2");
-    for (auto _ : state)
-        benchmark::DoNotOptimize(ReadRaw(db));
-    sqlite3_close(db);
-    state.SetItemsProcessed(static_cast<int64_t>(state.iterations() * g_rows));
+    benchsupport::TimeRawLoop(state, g_file, g_rows, Fail, ReadRaw);
 }
 
 void ProviderFetch(benchmark::State& state) {
     benchsupport::ProviderSession provider(CLSID_HDB_EMBEDDED, Wide(g_file));
-    for (auto _ : state)
-        benchmark::DoNotOptimize(ReadProvider(provider));
-    state.SetItemsProcessed(static_cast<int64_t>(state.iterations() * g_rows));
+    benchsupport::TimeEach(state, g_rows, [&] { return ReadProvider(provider); });
 }
 
 BENCHMARK(RawStep)->Unit(benchmark::kMillisecond);
 BENCHMARK(ProviderFetch)->Unit(benchmark::kMillisecond);
 
+bool SameValues() {
+    benchsupport::ProviderSession provider(CLSID_HDB_EMBEDDED, Wide(g_file));
+    return benchsupport::SameValues(Program, "provider", benchsupport::ReadOnce(g_file, ReadRaw),
+                                    ReadProvider(provider), g_rows);
+}
+
+void Summarise(const benchsupport::SummaryReporter& reporter) {
+    benchsupport::PrintRatio(g_rows, "provider", reporter.Time("ProviderFetch"),
+                             reporter.Time("RawStep"));
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
-    std::vector<char*> args = benchsupport::TakeRowsOption(argc, argv, g_rows);
-    int count = static_cast<int>(args.size());
-    benchmark::Initialize(&count, args.data());
-
-    const benchsupport::TempFolder dir("hdb-bench");
-    g_file = dir.File("fetch.db");
-    benchsupport::CreateDatabase(g_file, g_rows, [](const char* what) { Fail(what); });
-
-    // Both sides must read the very same values before their times mean
-    // anything.
-    int status = 0;
-    {
-        sqlite3* db = nullptr;
-        sqlite3_open_v2(g_file.c_str(), &db, SQLITE_OPEN_READONLY, nullptr);
-        const Totals raw = ReadRaw(db);
-        sqlite3_close(db);
-        benchsupport::ProviderSession provider(CLSID_HDB_EMBEDDED, Wide(g_file));
-        const Totals fetched = ReadProvider(provider);
-        if (!(raw == fetched) || raw.rows != g_rows) {
-            std::fprintf(stderr,
-                         "bench_fetch: the provider read other values than sqlite3 "
-                         "(%llu rows against %llu)\n",
-                         fetched.rows, raw.rows);
-            status = 1;
-        }
-    }
-
-    if (status == 0) {
-        benchsupport::SummaryReporter reporter;
-        benchmark::RunSpecifiedBenchmarks(&reporter);
-        benchsupport::PrintRatio(g_rows, "provider", reporter.Time("ProviderFetch"),
-                                 reporter.Time("RawStep"));
-    }
-    benchmark::Shutdown();
-    return status;
+    return benchsupport::RunComparison(argc, argv, Program, g_rows, g_file, Fail, SameValues,
+                                       Summarise);
 }

@@ -35,10 +35,8 @@
 
 namespace {
 
-using benchsupport::Binding;
 using odbcbench::Totals;
 
-constexpr size_t NameChars = 20;
 constexpr DBCOUNTITEM BatchRows = 100;
 
 size_t g_rows = 1000000;
@@ -54,30 +52,9 @@ struct Server {
 Server g_servers[] = {{"MariaDB", "HDB_MARIADB", true, {}, {}},
                       {"PostgreSQL", "HDB_POSTGRES", false, {}, {}}};
 
-// One fetched row in the consumer's native forms.
-struct Row {
-    LONG id;
-    double amount;
-    DBTIMESTAMP stamp;
-    DBLENGTH nameLength; // bytes
-    wchar_t name[NameChars + 1];
-    DBSTATUS status[4];
-};
-
 Totals ReadProvider(benchsupport::ProviderSession& provider, const std::string& table) {
-    const DBBINDING bindings[] = {
-        Binding(1, DBTYPE_I4, offsetof(Row, id), sizeof(LONG), offsetof(Row, status)),
-        Binding(2, DBTYPE_R8, offsetof(Row, amount), sizeof(double), offsetof(Row, status)),
-        Binding(3, DBTYPE_WSTR, offsetof(Row, name), sizeof(Row::name), offsetof(Row, status),
-                offsetof(Row, nameLength)),
-        Binding(4, DBTYPE_DBTIMESTAMP, offsetof(Row, stamp), sizeof(DBTIMESTAMP),
-                offsetof(Row, status)),
-    };
-    Totals totals;
-    benchsupport::ReadEveryRow<Row>(
-        provider, odbcbench::SelectText(table), bindings, BatchRows,
-        [&](const Row& row) { totals.Add(benchsupport::ValuesOf(row)); });
-    return totals;
+    return benchsupport::ReadFetchedTotals<LONG>(provider, odbcbench::SelectText(table), DBTYPE_I4,
+                                                 BatchRows);
 }
 
 std::unique_ptr<benchsupport::ProviderSession> OpenProvider(const Server& server) {
@@ -87,16 +64,12 @@ std::unique_ptr<benchsupport::ProviderSession> OpenProvider(const Server& server
 
 void RawFetch(benchmark::State& state, const Server* server) {
     odbcbench::RawConnection raw(server->connection);
-    for (auto _ : state)
-        benchmark::DoNotOptimize(raw.Read(server->table, BatchRows));
-    state.SetItemsProcessed(static_cast<int64_t>(state.iterations() * g_rows));
+    benchsupport::TimeEach(state, g_rows, [&] { return raw.Read(server->table, BatchRows); });
 }
 
 void ProviderFetch(benchmark::State& state, const Server* server) {
     auto provider = OpenProvider(*server);
-    for (auto _ : state)
-        benchmark::DoNotOptimize(ReadProvider(*provider, server->table));
-    state.SetItemsProcessed(static_cast<int64_t>(state.iterations() * g_rows));
+    benchsupport::TimeEach(state, g_rows, [&] { return ReadProvider(*provider, server->table); });
 }
 
 double PeakMiB() {

@@ -1,5 +1,6 @@
 // What the benchmarks that talk to a provider directly share: a session of a
-// provider on a data source, and a binding of one column of a row structure.
+// provider on a data source, a binding of one column of a row structure, and
+// the consumer's read of the benchmark table.
 #pragma once
 
 #include <cstddef>
@@ -142,6 +143,39 @@ void ReadEveryRow(ProviderSession& provider, const std::wstring& sql,
     accessors->ReleaseAccessor(accessor, nullptr);
     accessors->Release();
     rowset->Release();
+}
+
+// One fetched row of the benchmark table in the consumer's native forms, the
+// id as Id.
+template <class Id> struct FetchedRow {
+    static constexpr size_t NameChars = 20;
+    Id id;
+    double amount;
+    DBTIMESTAMP stamp;
+    DBLENGTH nameLength; // bytes
+    wchar_t name[NameChars + 1];
+    DBSTATUS status[4];
+};
+
+// The totals of every row of sql (id, amount, name, stamp) read as a consumer
+// does: the id bound as idType into an Id, the others as R8, WSTR and
+// DBTIMESTAMP, in batches of batch rows.
+template <class Id>
+Totals ReadFetchedTotals(ProviderSession& provider, const std::wstring& sql, DBTYPE idType,
+                         DBCOUNTITEM batch) {
+    using Row = FetchedRow<Id>;
+    const DBBINDING bindings[] = {
+        Binding(1, idType, offsetof(Row, id), sizeof(Id), offsetof(Row, status)),
+        Binding(2, DBTYPE_R8, offsetof(Row, amount), sizeof(double), offsetof(Row, status)),
+        Binding(3, DBTYPE_WSTR, offsetof(Row, name), sizeof(Row::name), offsetof(Row, status),
+                offsetof(Row, nameLength)),
+        Binding(4, DBTYPE_DBTIMESTAMP, offsetof(Row, stamp), sizeof(DBTIMESTAMP),
+                offsetof(Row, status)),
+    };
+    Totals totals;
+    ReadEveryRow<Row>(provider, sql, bindings, batch,
+                      [&](const Row& row) { totals.Add(ValuesOf(row)); });
+    return totals;
 }
 
 } // namespace benchsupport

@@ -30,11 +30,13 @@ namespace {
 
 using benchsupport::Digits;
 
+constexpr const char* Program = "bench_select";
+
 size_t g_rows = 1000000;
 std::string g_file;
 
 [[noreturn]] void Fail(const char* what) {
-    std::fprintf(stderr, "bench_select: %s failed\n", what);
+    std::fprintf(stderr, "%s: %s failed\n", Program, what);
     std::exit(1);
 }
 
@@ -124,63 +126,33 @@ Sum ReadLibrary(const std::shared_ptr<CDataSource>& source) {
 // ------------------------------------------------------------ benchmarks
 
 void RawStep(benchmark::State& state) {
-    sqlite3* db = nullptr;
-    if (sqlite3_open_v2(g_file.c_str(), &db, SQLITE_OPEN_READONLY, nullptr) != SQLITE_OK)
-        Fail("sqlite3_open_v2");
-    for (auto _ : state)
-        benchmark::DoNotOptimize(ReadRaw(db));
-    sqlite3_close(db);
-    state.SetItemsProcessed(static_cast<int64_t>(state.iterations() * g_rows));
+    benchsupport::TimeRawLoop(state, g_file, g_rows, Fail, ReadRaw);
 }
 
 void LibrarySelect(benchmark::State& state) {
     const auto source = Connect();
-    for (auto _ : state)
-        benchmark::DoNotOptimize(ReadLibrary(source));
-    state.SetItemsProcessed(static_cast<int64_t>(state.iterations() * g_rows));
+    benchsupport::TimeEach(state, g_rows, [&] { return ReadLibrary(source); });
 }
 
 BENCHMARK(RawStep)->Unit(benchmark::kMillisecond);
 BENCHMARK(LibrarySelect)->Unit(benchmark::kMillisecond);
 
+bool SameValues() {
+    return benchsupport::SameValues(Program, "library", benchsupport::ReadOnce(g_file, ReadRaw),
+                                    ReadLibrary(Connect()), g_rows);
+}
+
+void Summarise(const benchsupport::SummaryReporter& reporter) {
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    benchsupport::PrintRatio(g_rows, "library", reporter.Time("LibrarySelect"),
+                             reporter.Time("RawStep"),
+                             ", peak memory " + std::to_string(usage.ru_maxrss) + " KiB");
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
-    std::vector<char*> args = benchsupport::TakeRowsOption(argc, argv, g_rows);
-    int count = static_cast<int>(args.size());
-    benchmark::Initialize(&count, args.data());
-
-    const benchsupport::TempFolder dir("hdb-select");
-    g_file = dir.File("select.db");
-    benchsupport::CreateDatabase(g_file, g_rows, [](const char* what) { Fail(what); });
-
-    // Both sides must read the very same values before their times mean
-    // anything.
-    int status = 0;
-    {
-        sqlite3* db = nullptr;
-        sqlite3_open_v2(g_file.c_str(), &db, SQLITE_OPEN_READONLY, nullptr);
-        const Sum raw = ReadRaw(db);
-        sqlite3_close(db);
-        const Sum read = ReadLibrary(Connect());
-        if (!(raw == read) || raw.rows != g_rows) {
-            std::fprintf(stderr,
-                         "bench_select: the library read other values than sqlite3 "
-                         "(%llu rows against %llu)\n",
-                         read.rows, raw.rows);
-            status = 1;
-        }
-    }
-
-    if (status == 0) {
-        benchsupport::SummaryReporter reporter;
-        benchmark::RunSpecifiedBenchmarks(&reporter);
-        rusage usage{};
-        getrusage(RUSAGE_SELF, &usage);
-        benchsupport::PrintRatio(g_rows, "library", reporter.Time("LibrarySelect"),
-                                 reporter.Time("RawStep"),
-                                 ", peak memory " + std::to_string(usage.ru_maxrss) + " KiB");
-    }
-    benchmark::Shutdown();
-    return status;
+    return benchsupport::RunComparison(argc, argv, Program, g_rows, g_file, Fail, SameValues,
+                                       Summarise);
 }

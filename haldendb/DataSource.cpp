@@ -500,18 +500,22 @@ bool CDataSource::isPooledConnection() {
     return services == 0 || (services & DBPROPVAL_OS_RESOURCEPOOLING) != 0;
 }
 
-bool CDataSource::SetMultipleConnectionProperty(bool enable) {
-    CSingleLock providerLock(&m_csProviderObjects, TRUE);
-    if (m_pIDBInitialize == nullptr)
-        return false;
+HRESULT CDataSource::SetRequiredFlag(DBPROPID id, const GUID& propertySet, bool enable) {
     ULONG setCount = 0;
     DBPROPSET* sets = nullptr;
     ScopeExit freeSets([&] { FreeProperties(setCount, sets); });
     const VARIANT_BOOL value = enable ? VARIANT_TRUE : VARIANT_FALSE;
-    SetProperty(DBPROP_MULTIPLECONNECTIONS, DBPROPSET_DATASOURCE, &setCount, &sets, VT_BOOL, &value,
-                DBPROPOPTIONS_REQUIRED, DB_NULLID);
+    SetProperty(id, propertySet, &setCount, &sets, VT_BOOL, &value, DBPROPOPTIONS_REQUIRED,
+                DB_NULLID);
     QueriedInterface<IDBProperties> properties(m_pIDBInitialize, IID_IDBProperties);
-    const HRESULT hr = SetPropertiesThrough(properties, setCount, sets);
+    return SetPropertiesThrough(properties, setCount, sets);
+}
+
+bool CDataSource::SetMultipleConnectionProperty(bool enable) {
+    CSingleLock providerLock(&m_csProviderObjects, TRUE);
+    if (m_pIDBInitialize == nullptr)
+        return false;
+    const HRESULT hr = SetRequiredFlag(DBPROP_MULTIPLECONNECTIONS, DBPROPSET_DATASOURCE, enable);
     if (IsErrorResult(hr)) {
         DumpErrorHResult(hr, CMessageTable::TextOrUnknown(MsgError), nullptr);
         return false;
@@ -641,16 +645,9 @@ boost::shared_ptr<CommandLiveChecker> CDataSource::GetCurrentDatabaseSessionComm
 bool CDataSource::SetFastLoadProperty(bool enable) {
     CSingleLock providerLock(&m_csProviderObjects, TRUE);
     m_bFastLoadEnabled = false;
-    if (m_pIDBInitialize == nullptr)
-        return false;
-    ULONG setCount = 0;
-    DBPROPSET* sets = nullptr;
-    ScopeExit freeSets([&] { FreeProperties(setCount, sets); });
-    const VARIANT_BOOL value = enable ? VARIANT_TRUE : VARIANT_FALSE;
-    SetProperty(SSPROP_ENABLEFASTLOAD, DBPROPSET_SQLSERVERDATASOURCE, &setCount, &sets, VT_BOOL,
-                &value, DBPROPOPTIONS_REQUIRED, DB_NULLID);
-    QueriedInterface<IDBProperties> properties(m_pIDBInitialize, IID_IDBProperties);
-    if (properties.get() == nullptr || IsErrorResult(properties->SetProperties(setCount, sets)))
+    if (m_pIDBInitialize == nullptr ||
+        IsErrorResult(
+            SetRequiredFlag(SSPROP_ENABLEFASTLOAD, DBPROPSET_SQLSERVERDATASOURCE, enable)))
         return false;
     m_bFastLoadEnabled = enable;
     return true;

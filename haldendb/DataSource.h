@@ -270,6 +270,9 @@ private:
     // Reports name `position`, the caller's, so a release made while
     // Initialize starts over is told apart from a Release.
     bool ReleaseProviderObjects(bool disconnect, const LoggingSourcePos& position);
+    // Sets one boolean property of the data source object, as required; the
+    // provider's answer. The caller holds the provider lock.
+    HRESULT SetRequiredFlag(DBPROPID id, const GUID& propertySet, bool enable);
     // "Connection: ... User: ... Password: ***" and, unless the provider is
     // the ODBC one and `alwaysDatabase` is false, " Database: ...".
     CBasicString<wchar_t> LoginDetail(const GUID& providerClassId, bool alwaysDatabase) const;

@@ -25,6 +25,21 @@ std::string CStatementSplitter::Trim(const std::string& text) {
     return text.substr(first, last - first + 1);
 }
 
+char CStatementSplitter::ClosingOf(State state) {
+    switch (state) {
+    case State::Single:
+        return '\'';
+    case State::Double:
+        return '"';
+    case State::Backtick:
+        return '`';
+    case State::Bracket:
+        return ']';
+    default:
+        return '\n';
+    }
+}
+
 bool CStatementSplitter::HasPending() const {
     return m_hasCode || m_state != State::Code;
 }
@@ -100,25 +115,13 @@ std::vector<std::string> CStatementSplitter::Feed(const std::string& text) {
                 m_hasCode = true;
             break;
         case State::Single:
+        case State::Double:
+        case State::Backtick:
+        case State::Bracket:
+        case State::LineComment:
             // A doubled quote stays inside; the second one is seen as the
             // start of a new quoted piece, which comes to the same thing.
-            if (c == '\'')
-                m_state = State::Code;
-            break;
-        case State::Double:
-            if (c == '"')
-                m_state = State::Code;
-            break;
-        case State::Backtick:
-            if (c == '`')
-                m_state = State::Code;
-            break;
-        case State::Bracket:
-            if (c == ']')
-                m_state = State::Code;
-            break;
-        case State::LineComment:
-            if (c == '\n')
+            if (c == ClosingOf(m_state))
                 m_state = State::Code;
             break;
         case State::BlockComment:

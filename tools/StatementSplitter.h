@@ -26,6 +26,8 @@ private:
     bool EndsHere() const;
     void NoteWord();
     static std::string Trim(const std::string& text);
+    // The character that ends a quoted piece or a line comment.
+    static char ClosingOf(State state);
 
     std::string m_pending;
     State m_state = State::Code;

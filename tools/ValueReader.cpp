@@ -41,6 +41,24 @@ std::wstring ConvertedText(DBTYPE type, const void* data) {
     return std::wstring(buffer, length / sizeof(wchar_t));
 }
 
+// The integers and the decimal, whose text is the conversion engine's.
+bool IsExactNumber(DBTYPE type) {
+    switch (type) {
+    case DBTYPE_I1:
+    case DBTYPE_UI1:
+    case DBTYPE_I2:
+    case DBTYPE_UI2:
+    case DBTYPE_I4:
+    case DBTYPE_UI4:
+    case DBTYPE_I8:
+    case DBTYPE_UI8:
+    case DBTYPE_NUMERIC:
+        return true;
+    default:
+        return false;
+    }
+}
+
 // Currency with all four of its decimal places ("12.3400"), where its own
 // text drops the trailing zeros: as a numeric of its scale.
 std::wstring CurrencyText(const void* data) {
@@ -120,23 +138,8 @@ std::wstring CValueReader::ColumnName(size_t index) const {
 }
 
 bool CValueReader::IsNumeric(size_t index) const {
-    switch (m_rowset.GetColMetaData(m_ordinals[index]).boundType) {
-    case DBTYPE_I1:
-    case DBTYPE_UI1:
-    case DBTYPE_I2:
-    case DBTYPE_UI2:
-    case DBTYPE_I4:
-    case DBTYPE_UI4:
-    case DBTYPE_I8:
-    case DBTYPE_UI8:
-    case DBTYPE_R4:
-    case DBTYPE_R8:
-    case DBTYPE_CY:
-    case DBTYPE_NUMERIC:
-        return true;
-    default:
-        return false;
-    }
+    const DBTYPE type = m_rowset.GetColMetaData(m_ordinals[index]).boundType;
+    return IsExactNumber(type) || type == DBTYPE_R4 || type == DBTYPE_R8 || type == DBTYPE_CY;
 }
 
 std::wstring CValueReader::Hex(const BYTE* bytes, size_t count) {
@@ -197,17 +200,6 @@ CValueReader::Value CValueReader::Read(size_t index) {
     }
     case DBTYPE_IUNKNOWN:
         return ReadStream(ordinal, helper.databaseType);
-    case DBTYPE_I1:
-    case DBTYPE_UI1:
-    case DBTYPE_I2:
-    case DBTYPE_UI2:
-    case DBTYPE_I4:
-    case DBTYPE_UI4:
-    case DBTYPE_I8:
-    case DBTYPE_UI8:
-    case DBTYPE_NUMERIC:
-        value.text = ConvertedText(helper.boundType, data);
-        break;
     case DBTYPE_R4:
         value.text = Number(Load<float>(data));
         break;
@@ -237,9 +229,12 @@ CValueReader::Value CValueReader::Read(size_t index) {
         value.text = GuidText(Load<GUID>(data));
         break;
     default:
-        // A type this program has no text for: its number, so that the rest
-        // of the row still prints.
-        value.text = L"<type " + std::to_wstring(helper.boundType) + L">";
+        // The exact numbers as the conversion engine writes them; a type
+        // this program has no text for: its number, so that the rest of the
+        // row still prints.
+        value.text = IsExactNumber(helper.boundType)
+                         ? ConvertedText(helper.boundType, data)
+                         : L"<type " + std::to_wstring(helper.boundType) + L">";
         break;
     }
     value.length = value.text.size();

@@ -57,6 +57,18 @@ errno_t SecureCopy(CharT* dest, std::size_t destSize, const CharT* src, std::siz
     return CopyAt(dest, destSize, src, truncate ? SIZE_MAX : count, truncate);
 }
 
+// strcpy_s: the whole of src, or an empty dest and EINVAL without a source.
+template <class CharT>
+errno_t SecureCopyWhole(CharT* dest, std::size_t destSize, const CharT* src) {
+    if (!dest || destSize == 0)
+        return EINVAL;
+    if (!src) {
+        dest[0] = 0;
+        return EINVAL;
+    }
+    return CopyAt(dest, destSize, src, SIZE_MAX, false);
+}
+
 // count == _TRUNCATE means "as much as fits" only for the counted forms; the
 // plain append passes SIZE_MAX (the same value) with truncateAllowed false.
 template <class CharT>
@@ -142,13 +154,7 @@ template <class CharT> int CompareFolded(const CharT* a, const CharT* b, std::si
 } // namespace
 
 errno_t wcscpy_s(wchar_t* dest, std::size_t destSize, const wchar_t* src) {
-    if (!dest || destSize == 0)
-        return EINVAL;
-    if (!src) {
-        dest[0] = 0;
-        return EINVAL;
-    }
-    return CopyAt(dest, destSize, src, SIZE_MAX, false);
+    return SecureCopyWhole(dest, destSize, src);
 }
 
 errno_t wcsncpy_s(wchar_t* dest, std::size_t destSize, const wchar_t* src, std::size_t count) {
@@ -164,13 +170,7 @@ errno_t wcsncat_s(wchar_t* dest, std::size_t destSize, const wchar_t* src, std::
 }
 
 errno_t strcpy_s(char* dest, std::size_t destSize, const char* src) {
-    if (!dest || destSize == 0)
-        return EINVAL;
-    if (!src) {
-        dest[0] = 0;
-        return EINVAL;
-    }
-    return CopyAt(dest, destSize, src, SIZE_MAX, false);
+    return SecureCopyWhole(dest, destSize, src);
 }
 
 errno_t strncpy_s(char* dest, std::size_t destSize, const char* src, std::size_t count) {

@@ -422,15 +422,30 @@ template <class CharT> int CopyOut(CharT* buffer, const std::basic_string<CharT>
     return static_cast<int>(text.size());
 }
 
+// The text of format for a caller's buffer of size characters; without one
+// (a missing buffer or format, or arguments that have no text), failed holds
+// the call's answer, errno and the buffer set as the failure wants.
+template <class CharT>
+std::optional<std::basic_string<CharT>>
+FormatForBuffer(CharT* buffer, std::size_t size, const CharT* format, va_list args, int& failed) {
+    if (!buffer || size == 0)
+        failed = Fail<CharT>(nullptr, EINVAL);
+    else if (!format)
+        failed = Fail(buffer, EINVAL);
+    else if (std::optional<std::basic_string<CharT>> text = FormatCopy(format, args))
+        return text;
+    else
+        failed = Fail(buffer, EILSEQ);
+    return std::nullopt;
+}
+
 template <class CharT>
 int PrintSecure(CharT* buffer, std::size_t size, const CharT* format, va_list args) {
-    if (!buffer || size == 0)
-        return Fail<CharT>(nullptr, EINVAL);
-    if (!format)
-        return Fail(buffer, EINVAL);
-    std::optional<std::basic_string<CharT>> text = FormatCopy(format, args);
+    int failed = 0;
+    const std::optional<std::basic_string<CharT>> text =
+        FormatForBuffer(buffer, size, format, args, failed);
     if (!text)
-        return Fail(buffer, EILSEQ);
+        return failed;
     if (text->size() >= size)
         return Fail(buffer, ERANGE);
     return CopyOut(buffer, *text);
@@ -445,13 +460,11 @@ int PrintTruncating(CharT* buffer, std::size_t size, std::size_t count, const Ch
                     va_list args) {
     if (count == 0 && !buffer && size == 0)
         return 0;
-    if (!buffer || size == 0)
-        return Fail<CharT>(nullptr, EINVAL);
-    if (!format)
-        return Fail(buffer, EINVAL);
-    std::optional<std::basic_string<CharT>> text = FormatCopy(format, args);
+    int failed = 0;
+    std::optional<std::basic_string<CharT>> text =
+        FormatForBuffer(buffer, size, format, args, failed);
     if (!text)
-        return Fail(buffer, EILSEQ);
+        return failed;
     const bool truncating = count == _TRUNCATE || count < size;
     const std::size_t limit = count == _TRUNCATE ? size - 1 : std::min(count, size - 1);
     if (text->size() <= limit)
@@ -474,16 +487,22 @@ template <class CharT> int PrintCount(const CharT* format, va_list args) {
 
 } // namespace
 
+// The body of a variadic printing function: gathers the arguments after
+// `format` into `args` for the call of its va_list form and answers what
+// that answers. C offers no other way to hand `...` on.
+#define FORWARD_VARIADIC_ARGS(call)                                                                \
+    va_list args;                                                                                  \
+    va_start(args, format);                                                                        \
+    const int result = call;                                                                       \
+    va_end(args);                                                                                  \
+    return result
+
 int vswprintf_s(wchar_t* buffer, std::size_t sizeOfBuffer, const wchar_t* format, va_list args) {
     return PrintSecure(buffer, sizeOfBuffer, format, args);
 }
 
 int swprintf_s(wchar_t* buffer, std::size_t sizeOfBuffer, const wchar_t* format, ...) {
-    va_list args;
-    va_start(args, format);
-    const int result = PrintSecure(buffer, sizeOfBuffer, format, args);
-    va_end(args);
-    return result;
+    FORWARD_VARIADIC_ARGS(PrintSecure(buffer, sizeOfBuffer, format, args));
 }
 
 int _vsnwprintf_s(wchar_t* buffer, std::size_t sizeOfBuffer, std::size_t count,
@@ -493,11 +512,7 @@ int _vsnwprintf_s(wchar_t* buffer, std::size_t sizeOfBuffer, std::size_t count,
 
 int _snwprintf_s(wchar_t* buffer, std::size_t sizeOfBuffer, std::size_t count,
                  const wchar_t* format, ...) {
-    va_list args;
-    va_start(args, format);
-    const int result = PrintTruncating(buffer, sizeOfBuffer, count, format, args);
-    va_end(args);
-    return result;
+    FORWARD_VARIADIC_ARGS(PrintTruncating(buffer, sizeOfBuffer, count, format, args));
 }
 
 int _vscwprintf(const wchar_t* format, va_list args) {
@@ -505,11 +520,7 @@ int _vscwprintf(const wchar_t* format, va_list args) {
 }
 
 int _scwprintf(const wchar_t* format, ...) {
-    va_list args;
-    va_start(args, format);
-    const int result = PrintCount(format, args);
-    va_end(args);
-    return result;
+    FORWARD_VARIADIC_ARGS(PrintCount(format, args));
 }
 
 int vsprintf_s(char* buffer, std::size_t sizeOfBuffer, const char* format, va_list args) {
@@ -517,11 +528,7 @@ int vsprintf_s(char* buffer, std::size_t sizeOfBuffer, const char* format, va_li
 }
 
 int sprintf_s(char* buffer, std::size_t sizeOfBuffer, const char* format, ...) {
-    va_list args;
-    va_start(args, format);
-    const int result = PrintSecure(buffer, sizeOfBuffer, format, args);
-    va_end(args);
-    return result;
+    FORWARD_VARIADIC_ARGS(PrintSecure(buffer, sizeOfBuffer, format, args));
 }
 
 int _vsnprintf_s(char* buffer, std::size_t sizeOfBuffer, std::size_t count, const char* format,
@@ -531,11 +538,7 @@ int _vsnprintf_s(char* buffer, std::size_t sizeOfBuffer, std::size_t count, cons
 
 int _snprintf_s(char* buffer, std::size_t sizeOfBuffer, std::size_t count, const char* format,
                 ...) {
-    va_list args;
-    va_start(args, format);
-    const int result = PrintTruncating(buffer, sizeOfBuffer, count, format, args);
-    va_end(args);
-    return result;
+    FORWARD_VARIADIC_ARGS(PrintTruncating(buffer, sizeOfBuffer, count, format, args));
 }
 
 int _vscprintf(const char* format, va_list args) {
@@ -543,9 +546,7 @@ int _vscprintf(const char* format, va_list args) {
 }
 
 int _scprintf(const char* format, ...) {
-    va_list args;
-    va_start(args, format);
-    const int result = PrintCount(format, args);
-    va_end(args);
-    return result;
+    FORWARD_VARIADIC_ARGS(PrintCount(format, args));
 }
+
+#undef FORWARD_VARIADIC_ARGS

@@ -156,42 +156,58 @@ bool EqualsIgnoringCase(const std::wstring& text, const wchar_t* word) {
     return true;
 }
 
+// The integer types of a VARIANT: calls use(field, isSigned) with the field
+// of v that holds an integer of type vt; false (nothing called) for any
+// other type.
+template <class Variant, class Use> bool WithIntegerField(Variant& v, VARTYPE vt, Use use) {
+    switch (vt) {
+    case VT_I1:
+        use(v.cVal, true);
+        return true;
+    case VT_UI1:
+        use(v.bVal, false);
+        return true;
+    case VT_I2:
+        use(v.iVal, true);
+        return true;
+    case VT_UI2:
+        use(v.uiVal, false);
+        return true;
+    case VT_I4:
+        use(v.lVal, true);
+        return true;
+    case VT_UI4:
+        use(v.ulVal, false);
+        return true;
+    case VT_INT:
+        use(v.intVal, true);
+        return true;
+    case VT_UINT:
+        use(v.uintVal, false);
+        return true;
+    case VT_I8:
+        use(v.llVal, true);
+        return true;
+    case VT_UI8:
+        use(v.ullVal, false);
+        return true;
+    default:
+        return false;
+    }
+}
+
 // ---------------------------------------------------------------- sources
 
 HRESULT NumberOf(const VARIANT& v, Number& n) {
+    const auto integer = [&n](auto field, bool isSigned) {
+        n = isSigned ? Number::Signed(static_cast<LONGLONG>(field))
+                     : Number::Unsigned(static_cast<ULONGLONG>(field));
+    };
+    if (WithIntegerField(v, V_VT(&v), integer))
+        return S_OK;
     switch (V_VT(&v)) {
     case VT_EMPTY:
         n = Number::Signed(0);
-        return S_OK;
-    case VT_I1:
-        n = Number::Signed(V_I1(&v));
-        return S_OK;
-    case VT_UI1:
-        n = Number::Unsigned(V_UI1(&v));
-        return S_OK;
-    case VT_I2:
-        n = Number::Signed(V_I2(&v));
-        return S_OK;
-    case VT_UI2:
-        n = Number::Unsigned(V_UI2(&v));
-        return S_OK;
-    case VT_I4:
-        n = Number::Signed(V_I4(&v));
-        return S_OK;
-    case VT_UI4:
-        n = Number::Unsigned(V_UI4(&v));
-        return S_OK;
-    case VT_INT:
-        n = Number::Signed(V_INT(&v));
-        return S_OK;
-    case VT_UINT:
-        n = Number::Unsigned(V_UINT(&v));
-        return S_OK;
-    case VT_I8:
-        n = Number::Signed(V_I8(&v));
-        return S_OK;
-    case VT_UI8:
-        n = Number::Unsigned(V_UI8(&v));
         return S_OK;
     case VT_R4:
         n = Number::Real(V_R4(&v), 7);
@@ -385,37 +401,12 @@ HRESULT Convert(const VARIANT& src, VARIANT& dest, USHORT flags, VARTYPE vt) {
         return DISP_E_TYPEMISMATCH;
     Number n;
     HRESULT hr = S_OK;
+    if (WithIntegerField(dest, vt, [&](auto& field, bool) { hr = SetInteger(src, field); })) {
+        if (SUCCEEDED(hr))
+            V_VT(&dest) = vt;
+        return hr;
+    }
     switch (vt) {
-    case VT_I1:
-        hr = SetInteger(src, dest.cVal);
-        break;
-    case VT_UI1:
-        hr = SetInteger(src, dest.bVal);
-        break;
-    case VT_I2:
-        hr = SetInteger(src, dest.iVal);
-        break;
-    case VT_UI2:
-        hr = SetInteger(src, dest.uiVal);
-        break;
-    case VT_I4:
-        hr = SetInteger(src, dest.lVal);
-        break;
-    case VT_UI4:
-        hr = SetInteger(src, dest.ulVal);
-        break;
-    case VT_INT:
-        hr = SetInteger(src, dest.intVal);
-        break;
-    case VT_UINT:
-        hr = SetInteger(src, dest.uintVal);
-        break;
-    case VT_I8:
-        hr = SetInteger(src, dest.llVal);
-        break;
-    case VT_UI8:
-        hr = SetInteger(src, dest.ullVal);
-        break;
     case VT_R4:
         hr = NumberOf(src, n);
         if (SUCCEEDED(hr))

@@ -143,6 +143,36 @@ int OpenByDisposition(const std::string& path, int access, DWORD disposition, bo
     }
 }
 
+// The loop of a synchronous transfer: count bytes through step(fd, done,
+// left), which answers what read() or write() does, again where a signal
+// interrupted it; *moved holds the bytes moved so far. A read (atEndStops)
+// ends early at the end of the file.
+template <class Step>
+BOOL TransferAll(HANDLE file, const void* buffer, DWORD count, LPDWORD moved, void* overlapped,
+                 bool atEndStops, Step step) {
+    if (moved)
+        *moved = 0;
+    const int fd = DescriptorOf(file);
+    if (fd < 0)
+        return Fail(ERROR_INVALID_HANDLE);
+    if (overlapped || (!buffer && count))
+        return Fail(ERROR_INVALID_PARAMETER);
+    DWORD total = 0;
+    while (total < count) {
+        const ssize_t done = step(fd, total, count - total);
+        if (done < 0 && errno == EINTR)
+            continue;
+        if (done < 0)
+            return Fail(TransferError(fd, errno));
+        if (done == 0 && atEndStops)
+            break;
+        total += static_cast<DWORD>(done);
+        if (moved)
+            *moved = total;
+    }
+    return TRUE;
+}
+
 } // namespace
 
 HANDLE CreateFileW(LPCWSTR lpFileName, DWORD dwDesiredAccess, DWORD dwShareMode,
@@ -190,52 +220,18 @@ BOOL GetFileSizeEx(HANDLE hFile, PLARGE_INTEGER lpFileSize) {
 // succeeds with fewer (or no) bytes, as a synchronous Windows read does.
 BOOL ReadFile(HANDLE hFile, LPVOID lpBuffer, DWORD nNumberOfBytesToRead,
               LPDWORD lpNumberOfBytesRead, void* lpOverlapped) {
-    if (lpNumberOfBytesRead)
-        *lpNumberOfBytesRead = 0;
-    const int fd = DescriptorOf(hFile);
-    if (fd < 0)
-        return Fail(ERROR_INVALID_HANDLE);
-    if (lpOverlapped || (!lpBuffer && nNumberOfBytesToRead))
-        return Fail(ERROR_INVALID_PARAMETER);
     auto* buffer = static_cast<char*>(lpBuffer);
-    DWORD total = 0;
-    while (total < nNumberOfBytesToRead) {
-        const ssize_t got = ::read(fd, buffer + total, nNumberOfBytesToRead - total);
-        if (got < 0 && errno == EINTR)
-            continue;
-        if (got < 0)
-            return Fail(TransferError(fd, errno));
-        if (got == 0)
-            break;
-        total += static_cast<DWORD>(got);
-        if (lpNumberOfBytesRead)
-            *lpNumberOfBytesRead = total;
-    }
-    return TRUE;
+    return TransferAll(
+        hFile, lpBuffer, nNumberOfBytesToRead, lpNumberOfBytesRead, lpOverlapped, true,
+        [&](int fd, DWORD done, DWORD left) { return ::read(fd, buffer + done, left); });
 }
 
 BOOL WriteFile(HANDLE hFile, LPCVOID lpBuffer, DWORD nNumberOfBytesToWrite,
                LPDWORD lpNumberOfBytesWritten, void* lpOverlapped) {
-    if (lpNumberOfBytesWritten)
-        *lpNumberOfBytesWritten = 0;
-    const int fd = DescriptorOf(hFile);
-    if (fd < 0)
-        return Fail(ERROR_INVALID_HANDLE);
-    if (lpOverlapped || (!lpBuffer && nNumberOfBytesToWrite))
-        return Fail(ERROR_INVALID_PARAMETER);
     const auto* buffer = static_cast<const char*>(lpBuffer);
-    DWORD total = 0;
-    while (total < nNumberOfBytesToWrite) {
-        const ssize_t put = ::write(fd, buffer + total, nNumberOfBytesToWrite - total);
-        if (put < 0 && errno == EINTR)
-            continue;
-        if (put < 0)
-            return Fail(TransferError(fd, errno));
-        total += static_cast<DWORD>(put);
-        if (lpNumberOfBytesWritten)
-            *lpNumberOfBytesWritten = total;
-    }
-    return TRUE;
+    return TransferAll(
+        hFile, lpBuffer, nNumberOfBytesToWrite, lpNumberOfBytesWritten, lpOverlapped, false,
+        [&](int fd, DWORD done, DWORD left) { return ::write(fd, buffer + done, left); });
 }
 
 BOOL CloseHandle(HANDLE hObject) {

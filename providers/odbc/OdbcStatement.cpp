@@ -590,6 +590,36 @@ bool OdbcStatement::PositionFor(std::size_t row, std::uint16_t column, OdbcDiagn
     return true;
 }
 
+OdbcRead OdbcStatement::GetLongPiece(std::uint16_t column, std::int16_t cType, void* buffer,
+                                     std::size_t bytes, std::int64_t& length,
+                                     OdbcDiagnostics& diag) {
+    SQLLEN answered = 0;
+    SQLRETURN rc;
+    {
+        Call call(*this);
+        rc = SQLGetData(m_handle, column, cType, buffer, static_cast<SQLLEN>(bytes), &answered);
+    }
+    length = answered;
+    if (rc == SQL_NO_DATA) {
+        m_longDone = true;
+        return OdbcRead::end;
+    }
+    // A piece ends with SQL_SUCCESS_WITH_INFO (01004, truncated) while more
+    // follows: that is the expected way, not worth a warning.
+    if (rc != SQL_SUCCESS && rc != SQL_SUCCESS_WITH_INFO) {
+        const std::size_t first = diag.size();
+        api::CollectDiagnostics(SQL_HANDLE_STMT, m_handle, rc, false, diag);
+        MarkCanceled(diag, first);
+        MarkLostConnection(diag, first);
+        return OdbcRead::error;
+    }
+    if (answered == SQL_NULL_DATA) {
+        m_longDone = true;
+        return OdbcRead::null;
+    }
+    return OdbcRead::data;
+}
+
 OdbcRead OdbcStatement::ReadLongText(std::size_t row, std::uint16_t column, std::size_t maxUnits,
                                      std::wstring& piece, OdbcDiagnostics& diag) {
     piece.clear();
@@ -607,30 +637,13 @@ OdbcRead OdbcStatement::ReadLongText(std::size_t row, std::uint16_t column, std:
             hdbtext::AppendWideFromUtf16(piece, std::u16string_view(m_textChunk.data(), 1));
             return OdbcRead::data;
         }
-        SQLLEN length = 0;
-        SQLRETURN rc;
-        {
-            Call call(*this);
-            rc = SQLGetData(m_handle, column, SQL_C_WCHAR, m_textChunk.data() + 1,
-                            static_cast<SQLLEN>((maxUnits + 1) * sizeof(char16_t)), &length);
-        }
-        if (rc == SQL_NO_DATA) {
-            m_longDone = true;
-            continue;
-        }
-        // A piece ends with SQL_SUCCESS_WITH_INFO (01004, truncated) while
-        // more follows: that is the expected way, not worth a warning.
-        if (rc != SQL_SUCCESS && rc != SQL_SUCCESS_WITH_INFO) {
-            const std::size_t first = diag.size();
-            api::CollectDiagnostics(SQL_HANDLE_STMT, m_handle, rc, false, diag);
-            MarkCanceled(diag, first);
-            MarkLostConnection(diag, first);
-            return OdbcRead::error;
-        }
-        if (length == SQL_NULL_DATA) {
-            m_longDone = true;
-            return OdbcRead::null;
-        }
+        std::int64_t length = 0;
+        const OdbcRead got = GetLongPiece(column, SQL_C_WCHAR, m_textChunk.data() + 1,
+                                          (maxUnits + 1) * sizeof(char16_t), length, diag);
+        if (got == OdbcRead::end)
+            continue; // what is left is a kept high surrogate, if anything
+        if (got != OdbcRead::data)
+            return got;
         const bool more = length == SQL_NO_TOTAL ||
                           static_cast<std::size_t>(length) > maxUnits * sizeof(char16_t);
         const std::size_t units =
@@ -662,28 +675,11 @@ OdbcRead OdbcStatement::ReadLongBinary(std::size_t row, std::uint16_t column,
                            OdbcFailure::general);
         return OdbcRead::error;
     }
-    SQLLEN length = 0;
-    SQLRETURN rc;
-    {
-        Call call(*this);
-        rc = SQLGetData(m_handle, column, SQL_C_BINARY, buffer.data(),
-                        static_cast<SQLLEN>(buffer.size()), &length);
-    }
-    if (rc == SQL_NO_DATA) {
-        m_longDone = true;
-        return OdbcRead::end;
-    }
-    if (rc != SQL_SUCCESS && rc != SQL_SUCCESS_WITH_INFO) {
-        const std::size_t first = diag.size();
-        api::CollectDiagnostics(SQL_HANDLE_STMT, m_handle, rc, false, diag);
-        MarkCanceled(diag, first);
-        MarkLostConnection(diag, first);
-        return OdbcRead::error;
-    }
-    if (length == SQL_NULL_DATA) {
-        m_longDone = true;
-        return OdbcRead::null;
-    }
+    std::int64_t length = 0;
+    const OdbcRead got =
+        GetLongPiece(column, SQL_C_BINARY, buffer.data(), buffer.size(), length, diag);
+    if (got != OdbcRead::data)
+        return got;
     const bool more = length == SQL_NO_TOTAL || static_cast<std::size_t>(length) > buffer.size();
     read = more ? buffer.size() : static_cast<std::size_t>(length);
     m_longDone = !more;

@@ -133,6 +133,11 @@ private:
     void ForgetLongValue();
     // Puts the cursor on row of the block for reading column.
     bool PositionFor(std::size_t row, std::uint16_t column, OdbcDiagnostics& diag);
+    // One SQLGetData of the positioned long value as cType into buffer:
+    // data with the driver's length (bytes left, or SQL_NO_TOTAL), or end,
+    // null (both finish the value) or error.
+    OdbcRead GetLongPiece(std::uint16_t column, std::int16_t cType, void* buffer, std::size_t bytes,
+                          std::int64_t& length, OdbcDiagnostics& diag);
 
     void* m_handle;
     void* m_connection; // the connection handle the statement belongs to

@@ -145,52 +145,52 @@ ColumnType TypeOfValue(int sqliteType) {
     return AnyValueText();
 }
 
+namespace {
+
+// The SQL state and kind of failure of each primary result code that has its
+// own; SQLITE_ERROR depends on the message and the step (see below), any other
+// code is a general HY000.
+struct PrimaryCodeFailure {
+    int code;
+    const wchar_t* sqlState;
+    backend::Failure failure;
+};
+
+constexpr PrimaryCodeFailure PrimaryCodeFailures[] = {
+    {SQLITE_CONSTRAINT, L"23000", backend::Failure::constraint},
+    {SQLITE_BUSY, L"40001", backend::Failure::busy},
+    {SQLITE_LOCKED, L"40001", backend::Failure::busy},
+    {SQLITE_INTERRUPT, L"HY008", backend::Failure::canceled},
+    {SQLITE_READONLY, L"25006", backend::Failure::readOnly},
+    {SQLITE_CANTOPEN, L"08001", backend::Failure::cannotConnect},
+    {SQLITE_MISMATCH, L"22018", backend::Failure::conversion},
+    {SQLITE_RANGE, L"22018", backend::Failure::conversion},
+};
+
+} // namespace
+
 backend::Diagnostic MakeDiagnostic(sqlite3* db, int rc, bool preparing) {
     backend::Diagnostic d;
     const char* message = db != nullptr ? sqlite3_errmsg(db) : sqlite3_errstr(rc);
     d.message = FromUtf8(message);
     d.nativeError = db != nullptr ? sqlite3_extended_errcode(db) : rc;
-    switch (d.nativeError & 0xff) {
-    case SQLITE_CONSTRAINT:
-        d.sqlState = L"23000";
-        d.failure = backend::Failure::constraint;
-        break;
-    case SQLITE_BUSY:
-    case SQLITE_LOCKED:
-        d.sqlState = L"40001";
-        d.failure = backend::Failure::busy;
-        break;
-    case SQLITE_INTERRUPT:
-        d.sqlState = L"HY008";
-        d.failure = backend::Failure::canceled;
-        break;
-    case SQLITE_READONLY:
-        d.sqlState = L"25006";
-        d.failure = backend::Failure::readOnly;
-        break;
-    case SQLITE_CANTOPEN:
-        d.sqlState = L"08001";
-        d.failure = backend::Failure::cannotConnect;
-        break;
-    case SQLITE_MISMATCH:
-    case SQLITE_RANGE:
-        d.sqlState = L"22018";
-        d.failure = backend::Failure::conversion;
-        break;
-    case SQLITE_ERROR:
+    d.sqlState = L"HY000";
+    const int primary = d.nativeError & 0xff;
+    for (const PrimaryCodeFailure& entry : PrimaryCodeFailures) {
+        if (entry.code == primary) {
+            d.sqlState = entry.sqlState;
+            d.failure = entry.failure;
+            return d;
+        }
+    }
+    if (primary == SQLITE_ERROR) {
         if (std::strncmp(message, "no such table", 13) == 0) {
             d.sqlState = L"42S02";
             d.failure = backend::Failure::noTable;
         } else if (preparing) {
             d.sqlState = L"42000";
             d.failure = backend::Failure::syntax;
-        } else {
-            d.sqlState = L"HY000";
         }
-        break;
-    default:
-        d.sqlState = L"HY000";
-        break;
     }
     return d;
 }

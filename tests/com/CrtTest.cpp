@@ -8,85 +8,86 @@
 #include <climits>
 #include <cstdlib>
 #include <string>
+#include <string_view>
+#include <type_traits>
 
 namespace {
 
-std::wstring Wide(const wchar_t* format, ...) {
-    wchar_t buffer[512];
+// What the secure vprintf of CharT writes of format and the arguments, or
+// "<failed>".
+template <class CharT> std::basic_string<CharT> Printed(const CharT* format, ...) {
+    CharT buffer[512];
     va_list args;
     va_start(args, format);
-    const int written = vswprintf_s(buffer, 512, format, args);
+    int written;
+    if constexpr (std::is_same_v<CharT, wchar_t>)
+        written = vswprintf_s(buffer, 512, format, args);
+    else
+        written = vsprintf_s(buffer, 512, format, args);
     va_end(args);
-    return written < 0 ? L"<failed>" : std::wstring(buffer);
-}
-
-std::string Narrow(const char* format, ...) {
-    char buffer[512];
-    va_list args;
-    va_start(args, format);
-    const int written = vsprintf_s(buffer, 512, format, args);
-    va_end(args);
-    return written < 0 ? "<failed>" : std::string(buffer);
+    const std::string_view failed = "<failed>";
+    return written < 0 ? std::basic_string<CharT>(failed.begin(), failed.end())
+                       : std::basic_string<CharT>(buffer);
 }
 
 // ------------------------------------------------------------ integer sizes
 
 TEST(WindowsFormat, LongIsThirtyTwoBits) {
     const HRESULT canceled = HResultOf(0x80040E4E);
-    EXPECT_EQ(L"0x80040e4e (-2147217842)", Wide(L"0x%lx (%ld)", canceled, canceled));
-    EXPECT_EQ("0x80040e4e (-2147217842)", Narrow("0x%lx (%ld)", canceled, canceled));
+    EXPECT_EQ(L"0x80040e4e (-2147217842)", Printed(L"0x%lx (%ld)", canceled, canceled));
+    EXPECT_EQ("0x80040e4e (-2147217842)", Printed("0x%lx (%ld)", canceled, canceled));
     // Reading 32 bits keeps the following argument in place.
-    EXPECT_EQ(L"4294967295 7", Wide(L"%lu %d", ULONG(0xFFFFFFFF), 7));
-    EXPECT_EQ(L"0XFF", Wide(L"%#lX", ULONG(255)));
+    EXPECT_EQ(L"4294967295 7", Printed(L"%lu %d", ULONG(0xFFFFFFFF), 7));
+    EXPECT_EQ(L"0XFF", Printed(L"%#lX", ULONG(255)));
 }
 
 TEST(WindowsFormat, SixtyFourBitAndPointerSizedIntegers) {
-    EXPECT_EQ(L"18446744073709551615", Wide(L"%I64u", 18446744073709551615ULL));
-    EXPECT_EQ(L"-9223372036854775808", Wide(L"%I64d", LLONG_MIN));
-    EXPECT_EQ(L"ffffffffffffffff 1", Wide(L"%llx %d", ~0ULL, 1));
-    EXPECT_EQ(L"4294967296 2", Wide(L"%Iu %d", std::size_t(1) << 32, 2));
-    EXPECT_EQ(L"5 3", Wide(L"%I32d %d", 5, 3));
-    EXPECT_EQ(L"-1 -1", Wide(L"%hd %hhd", 0xFFFF, 0xFF));
+    EXPECT_EQ(L"18446744073709551615", Printed(L"%I64u", 18446744073709551615ULL));
+    EXPECT_EQ(L"-9223372036854775808", Printed(L"%I64d", LLONG_MIN));
+    EXPECT_EQ(L"ffffffffffffffff 1", Printed(L"%llx %d", ~0ULL, 1));
+    EXPECT_EQ(L"4294967296 2", Printed(L"%Iu %d", std::size_t(1) << 32, 2));
+    EXPECT_EQ(L"5 3", Printed(L"%I32d %d", 5, 3));
+    EXPECT_EQ(L"-1 -1", Printed(L"%hd %hhd", 0xFFFF, 0xFF));
 }
 
 TEST(WindowsFormat, WidthPrecisionAndFlags) {
-    EXPECT_EQ(L"0007-03", Wide(L"%.4d-%.2d", 7, 3));
+    EXPECT_EQ(L"0007-03", Printed(L"%.4d-%.2d", 7, 3));
     EXPECT_EQ(L"[   42][42   ][+42][00042][ 42]",
-              Wide(L"[%5d][%-5d][%+d][%05d][% d]", 42, 42, 42, 42, 42));
-    EXPECT_EQ(L"[  7][7  ][007]", Wide(L"[%*d][%*d][%.*d]", 3, 7, -3, 7, 3, 7));
-    EXPECT_EQ(L"3.14 1.500000e+00", Wide(L"%.2f %e", 3.14159, 1.5));
-    EXPECT_EQ(L"[  abc][ab]", Wide(L"[%5s][%.2s]", L"abc", L"abcdef"));
-    EXPECT_EQ(L"[xy   ][.*s]", Wide(L"[%-5s][%.*s]", L"xy", 3, L".*s.."));
+              Printed(L"[%5d][%-5d][%+d][%05d][% d]", 42, 42, 42, 42, 42));
+    EXPECT_EQ(L"[  7][7  ][007]", Printed(L"[%*d][%*d][%.*d]", 3, 7, -3, 7, 3, 7));
+    EXPECT_EQ(L"3.14 1.500000e+00", Printed(L"%.2f %e", 3.14159, 1.5));
+    EXPECT_EQ(L"[  abc][ab]", Printed(L"[%5s][%.2s]", L"abc", L"abcdef"));
+    EXPECT_EQ(L"[xy   ][.*s]", Printed(L"[%-5s][%.*s]", L"xy", 3, L".*s.."));
 }
 
 // ------------------------------------------------------------ text widths
 
 TEST(WindowsFormat, TextArgumentsInWideFormat) {
-    EXPECT_EQ(L"äöü", Wide(L"%s", L"äöü"));
-    EXPECT_EQ(L"äöü|äöü|äöü", Wide(L"%S|%hs|%ls", "äöü", "äöü", L"äöü"));
-    EXPECT_EQ(L"é-x-y", Wide(L"%c-%C-%hc", L'é', 'x', 'y'));
-    EXPECT_EQ(L"ä", Wide(L"%.1S", "äöü"));
+    EXPECT_EQ(L"äöü", Printed(L"%s", L"äöü"));
+    EXPECT_EQ(L"äöü|äöü|äöü", Printed(L"%S|%hs|%ls", "äöü", "äöü", L"äöü"));
+    EXPECT_EQ(L"é-x-y", Printed(L"%c-%C-%hc", L'é', 'x', 'y'));
+    EXPECT_EQ(L"ä", Printed(L"%.1S", "äöü"));
 }
 
 TEST(WindowsFormat, TextArgumentsInNarrowFormat) {
-    EXPECT_EQ("abc|äöü|äöü|äöü", Narrow("%s|%S|%ls|%ws", "abc", L"äöü", L"äöü", L"äöü"));
-    EXPECT_EQ("x-é", Narrow("%c-%C", 'x', L'é'));
+    EXPECT_EQ("abc|äöü|äöü|äöü", Printed("%s|%S|%ls|%ws", "abc", L"äöü", L"äöü", L"äöü"));
+    EXPECT_EQ("x-é", Printed("%c-%C", 'x', L'é'));
     // A precision never splits a multi-byte character.
-    EXPECT_EQ("ä", Narrow("%.3S", L"äöü"));
+    EXPECT_EQ("ä", Printed("%.3S", L"äöü"));
 }
 
 TEST(WindowsFormat, PointersNullTextAndZeroPaddedText) {
-    EXPECT_EQ(L"00000000DEADBEEF", Wide(L"%p", reinterpret_cast<void*>(0xDEADBEEF)));
-    EXPECT_EQ(L"(null)", Wide(L"%s", static_cast<const wchar_t*>(nullptr)));
-    EXPECT_EQ("(null)", Narrow("%S", static_cast<const wchar_t*>(nullptr)));
-    EXPECT_EQ(L"000ab", Wide(L"%05s", L"ab"));
+    EXPECT_EQ(L"00000000DEADBEEF", Printed(L"%p", reinterpret_cast<void*>(0xDEADBEEF)));
+    EXPECT_EQ(L"(null)", Printed(L"%s", static_cast<const wchar_t*>(nullptr)));
+    EXPECT_EQ("(null)", Printed("%S", static_cast<const wchar_t*>(nullptr)));
+    EXPECT_EQ(L"000ab", Printed(L"%05s", L"ab"));
 }
 
 TEST(WindowsFormat, InvalidConversionDirectivesAreWrittenLiterally) {
-    EXPECT_EQ(L"100% sure", Wide(L"100%% sure"));
-    EXPECT_EQ(L"%y then 5", Wide(L"%y then %d", 5));
-    EXPECT_EQ(L"end %", Wide(L"end %"));
-    EXPECT_EQ(L"a %-5", Wide(L"a %-5"));
+    EXPECT_EQ(L"100% sure", Printed(L"100%% sure"));
+    EXPECT_EQ(L"%y then 5", Printed(L"%y then %d", 5));
+    EXPECT_EQ(L"end %", Printed(L"end %"));
+    EXPECT_EQ(L"a %-5", Printed(L"a %-5"));
 }
 
 // ------------------------------------------------------------ buffers

@@ -1,5 +1,6 @@
 #include "hdbplatform/File.h"
 
+#include "FileExceptionCause.h"
 #include "StringConversion.h"
 
 #include <gtest/gtest.h>
@@ -33,21 +34,6 @@ protected:
 
     fs::path m_dir;
 };
-
-// Runs operation, expecting a thrown CFileException*; returns its cause and
-// frees it as every catcher must.
-template <class Operation> int CauseThrownBy(Operation operation, LONG* osError = nullptr) {
-    try {
-        operation();
-    } catch (CFileException* error) {
-        int cause = error->m_cause;
-        if (osError != nullptr)
-            *osError = error->m_lOsError;
-        error->Delete();
-        return cause;
-    }
-    return -1;
-}
 
 TEST_F(FileTest, RoundTripThroughANonAsciiName) {
     const std::wstring path = PathOf("Prüfung-äöü.bin");

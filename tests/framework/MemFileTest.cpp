@@ -1,5 +1,7 @@
 #include "hdbplatform/MemFile.h"
 
+#include "FileExceptionCause.h"
+
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -7,17 +9,6 @@
 #include <string>
 
 namespace {
-
-template <class Operation> int CauseThrownBy(Operation operation) {
-    try {
-        operation();
-    } catch (CFileException* error) {
-        int cause = error->m_cause;
-        error->Delete();
-        return cause;
-    }
-    return -1;
-}
 
 std::string ReadAll(CFile& file) {
     file.SeekToBegin();

@@ -1,21 +1,12 @@
 #include "hdbplatform/OleStreamFile.h"
 
+#include "FileExceptionCause.h"
+
 #include <gtest/gtest.h>
 
 #include <string>
 
 namespace {
-
-template <class Operation> int CauseThrownBy(Operation operation) {
-    try {
-        operation();
-    } catch (CFileException* error) {
-        int cause = error->m_cause;
-        error->Delete();
-        return cause;
-    }
-    return -1;
-}
 
 TEST(OleStreamFileTest, MemoryStreamWriteSeekRead) {
     COleStreamFile file;

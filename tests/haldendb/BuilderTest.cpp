@@ -9,16 +9,13 @@
 
 using commandtest::SqliteSource;
 using commandtest::Text;
+using commandtest::W;
 using Ext = CExtCommandClass;
 
 namespace {
 
 using BuilderSelect = commandtest::SqliteCommandTest;
 using BuilderExecution = commandtest::SqliteCommandTest;
-
-std::wstring W(const CBasicString<wchar_t>& text) {
-    return std::wstring(text);
-}
 
 } // namespace
 

@@ -61,6 +61,11 @@ protected:
     std::shared_ptr<CExtCommandClass> command = db.Command();
 };
 
+// A built statement text, for comparisons and messages.
+inline std::wstring W(const CBasicString<wchar_t>& text) {
+    return std::wstring(text);
+}
+
 // The text of column `name` of the rowset's current row.
 inline std::wstring Text(CRowSet& rowset, const wchar_t* name) {
     const size_t ordinal = rowset.GetColumnsOrdinal(name);

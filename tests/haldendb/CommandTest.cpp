@@ -11,15 +11,12 @@
 
 using commandtest::SqliteSource;
 using commandtest::Text;
+using commandtest::W;
 
 namespace {
 
 using CommandExecution = commandtest::SqliteCommandTest;
 using CommandSettings = commandtest::SqliteCommandTest;
-
-std::wstring W(const CBasicString<wchar_t>& text) {
-    return std::wstring(text);
-}
 
 } // namespace
 

@@ -17,14 +17,13 @@ std::u16string Utf16(const std::wstring& text) {
     return hdbtext::Utf16FromWide(text);
 }
 
-// A long value read to its end; nothing for NULL.
-std::optional<std::wstring> ReadText(OdbcStatement& statement, std::size_t row,
-                                     std::uint16_t column) {
-    std::wstring value;
-    std::wstring piece;
+// A long value read to its end by readPiece(value, diag), which appends a
+// piece and answers what the read answered; nothing for NULL.
+template <class Value, class ReadPiece> std::optional<Value> ReadToEnd(ReadPiece readPiece) {
+    Value value;
     OdbcDiagnostics diag;
     for (;;) {
-        switch (statement.ReadLongText(row, column, kPiece, piece, diag)) {
+        switch (readPiece(value, diag)) {
         case OdbcRead::null:
             return std::nullopt;
         case OdbcRead::end:
@@ -33,32 +32,36 @@ std::optional<std::wstring> ReadText(OdbcStatement& statement, std::size_t row,
             ADD_FAILURE() << Describe(diag);
             return value;
         case OdbcRead::data:
-            EXPECT_LE(piece.size(), kPiece);
-            value += piece;
+            break;
         }
     }
 }
 
+std::optional<std::wstring> ReadText(OdbcStatement& statement, std::size_t row,
+                                     std::uint16_t column) {
+    std::wstring piece;
+    return ReadToEnd<std::wstring>([&](std::wstring& value, OdbcDiagnostics& diag) {
+        const OdbcRead read = statement.ReadLongText(row, column, kPiece, piece, diag);
+        if (read == OdbcRead::data) {
+            EXPECT_LE(piece.size(), kPiece);
+            value += piece;
+        }
+        return read;
+    });
+}
+
 std::optional<std::vector<std::byte>> ReadBinary(OdbcStatement& statement, std::size_t row,
                                                  std::uint16_t column) {
-    std::vector<std::byte> value;
     std::vector<std::byte> piece(kPiece);
-    OdbcDiagnostics diag;
-    for (;;) {
-        std::size_t read = 0;
-        switch (statement.ReadLongBinary(row, column, piece, read, diag)) {
-        case OdbcRead::null:
-            return std::nullopt;
-        case OdbcRead::end:
-            return value;
-        case OdbcRead::error:
-            ADD_FAILURE() << Describe(diag);
-            return value;
-        case OdbcRead::data:
-            value.insert(value.end(), piece.begin(),
-                         piece.begin() + static_cast<std::ptrdiff_t>(read));
-        }
-    }
+    return ReadToEnd<std::vector<std::byte>>(
+        [&](std::vector<std::byte>& value, OdbcDiagnostics& diag) {
+            std::size_t read = 0;
+            const OdbcRead answer = statement.ReadLongBinary(row, column, piece, read, diag);
+            if (answer == OdbcRead::data)
+                value.insert(value.end(), piece.begin(),
+                             piece.begin() + static_cast<std::ptrdiff_t>(read));
+            return answer;
+        });
 }
 
 } // namespace
@@ -158,18 +161,14 @@ TEST_P(FetchTest, LongValuesAreReadInPiecesOnAnyRowOfTheBlock) {
         if (rows[set].data)
             arrays.SetBinary(2, set, *rows[set].data);
     }
-    auto insert = NewStatement();
-    insert->BindParameters(&arrays);
-    OdbcDiagnostics diag;
-    OdbcExecution execution;
-    ASSERT_TRUE(
-        insert->ExecuteDirect(L"INSERT INTO " + table + L" VALUES (?, ?, ?)", execution, diag))
-        << Describe(diag);
+    ASSERT_TRUE(RunSets(L"INSERT INTO " + table + L" VALUES (?, ?, ?)", arrays));
     EXPECT_EQ(Scalar(L"SELECT CHAR_LENGTH(body) FROM " + table + L" WHERE id = 3"),
               std::to_wstring(kPiece + 100003));
     EXPECT_EQ(Scalar(L"SELECT LENGTH(data) FROM " + table + L" WHERE id = 3"), L"200000");
 
     auto statement = NewStatement();
+    OdbcDiagnostics diag;
+    OdbcExecution execution;
     ASSERT_TRUE(statement->ExecuteDirect(L"SELECT id, body, data FROM " + table + L" ORDER BY id",
                                          execution, diag))
         << Describe(diag);
@@ -205,12 +204,7 @@ TEST_P(FetchTest, TextOutsideTheBasicPlaneRoundTrips) {
         arrays.SetInt64(0, set, static_cast<std::int64_t>(set));
         arrays.SetWideText(1, set, Utf16(texts[set]));
     }
-    auto insert = NewStatement();
-    insert->BindParameters(&arrays);
-    OdbcDiagnostics diag;
-    OdbcExecution execution;
-    ASSERT_TRUE(insert->ExecuteDirect(L"INSERT INTO " + table + L" VALUES (?, ?)", execution, diag))
-        << Describe(diag);
+    ASSERT_TRUE(RunSets(L"INSERT INTO " + table + L" VALUES (?, ?)", arrays));
     // The server holds one character, not a pair of halves.
     EXPECT_EQ(Scalar(L"SELECT CHAR_LENGTH(s) FROM " + table + L" WHERE id = 3"), L"1");
     EXPECT_EQ(Column(L"SELECT s FROM " + table + L" ORDER BY id"),

@@ -126,6 +126,20 @@ protected:
             << hdbtext::Utf8FromWide(text) << Describe(diag);
     }
 
+    // Runs text once with every set of arrays; false (and a failure) when
+    // it fails.
+    bool RunSets(const std::wstring& text, OdbcParameterArrays& arrays) {
+        auto statement = NewStatement();
+        if (!statement)
+            return false;
+        statement->BindParameters(&arrays);
+        OdbcDiagnostics diag;
+        OdbcExecution execution;
+        const bool ran = statement->ExecuteDirect(text, execution, diag);
+        EXPECT_TRUE(ran) << hdbtext::Utf8FromWide(text) << Describe(diag);
+        return ran;
+    }
+
     // Creates a table of this test and process (tests of other runs may use
     // the same server at the same time), dropped after the test.
     std::wstring Table(const std::wstring& columns) {

@@ -111,13 +111,7 @@ TEST_P(ParameterTest, ValuesSentAtExecutionArriveWhole) {
         offset += filled;
         return true;
     });
-    auto insert = NewStatement();
-    insert->BindParameters(&arrays);
-    OdbcDiagnostics diag;
-    OdbcExecution execution;
-    ASSERT_TRUE(
-        insert->ExecuteDirect(L"INSERT INTO " + table + L" VALUES (?, ?, ?)", execution, diag))
-        << Describe(diag);
+    ASSERT_TRUE(RunSets(L"INSERT INTO " + table + L" VALUES (?, ?, ?)", arrays));
     EXPECT_EQ(sent.size(), 2u); // set 1's empty value needs no pieces
 
     EXPECT_EQ(Column(L"SELECT LENGTH(data) FROM " + table + L" ORDER BY id"),
@@ -125,6 +119,8 @@ TEST_P(ParameterTest, ValuesSentAtExecutionArriveWhole) {
     EXPECT_EQ(Column(L"SELECT CHAR_LENGTH(body) FROM " + table + L" ORDER BY id"),
               (std::vector<std::wstring>{std::to_wstring(text.size()), L"12"}));
     auto check = NewStatement();
+    OdbcDiagnostics diag;
+    OdbcExecution execution;
     ASSERT_TRUE(check->ExecuteDirect(L"SELECT body, data FROM " + table + L" WHERE id = 1",
                                      execution, diag))
         << Describe(diag);
