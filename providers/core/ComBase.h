@@ -7,6 +7,7 @@
 #include <string>
 #include <utility>
 
+#include "hdbplatform/ClassFactory.h"
 #include "hdbplatform/ComObject.h"
 #include "hdbplatform/ComPtr.h"
 #include "hdbplatform/OleDbApi.h"

@@ -25,17 +25,6 @@ class Session;
 class Command;
 class Rowset;
 
-// Hands out a new object (made with its one reference, the maker's) as riid
-// and gives that reference up, so that the object goes again when riid is
-// not one of its interfaces; E_OUTOFMEMORY for an object that was not made.
-template <class T> HRESULT HandOutNew(T* created, REFIID riid, IUnknown** out) {
-    if (created == nullptr)
-        return E_OUTOFMEMORY;
-    const HRESULT hr = created->QueryInterface(riid, reinterpret_cast<void**>(out));
-    created->Release();
-    return hr;
-}
-
 // ------------------------------------------------------------ accessors
 
 struct Accessor {
@@ -187,6 +176,7 @@ private:
     // true when that is found now. The caller holds m_transactionMutex.
     bool TransactionEndedByDatabase();
     HRESULT NoTransaction(REFIID iid) const;
+    HRESULT BeginRetained(backend::Diagnostics& diag);
 
     ComPtr<DataSource> m_dataSource;
     std::unique_ptr<backend::Connection> m_connection;
@@ -391,6 +381,8 @@ private:
     HRESULT SeekCursor(DBBKMARK position);
     // Going back runs the statement again; refused for one that changes data.
     HRESULT RefuseRerun(REFIID iid);
+    HRESULT CountRowReferences(DBCOUNTITEM cRows, const HROW rows[], DBREFCOUNT refs[],
+                               DBROWSTATUS status[], int step);
     HRESULT HandOut(const std::vector<HROW>& handles, DBCOUNTITEM* obtained, HROW** rows);
     HRESULT Fail(HRESULT hr, REFIID iid, const backend::Diagnostics& diag);
     HRESULT FillBinding(const DBBINDING& b, HROW row, const backend::RowBuffer& buffer, BYTE* data,

@@ -218,7 +218,8 @@ HRESULT DataSource::CreateSession(IUnknown* outer, REFIID riid, IUnknown** sessi
                                L"The data source object is not initialised.");
         return ReportDiagnostics(m_source, ResultOf(diag), IID_IDBCreateSession, diag);
     }
-    return HandOutNew(NewSession(std::move(connection)), riid, session);
+    return hdbcom::HandOut(NewSession(std::move(connection)), riid,
+                           reinterpret_cast<void**>(session));
 }
 
 Session* DataSource::NewSession(std::unique_ptr<backend::Connection> connection) {

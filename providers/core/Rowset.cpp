@@ -392,35 +392,18 @@ HRESULT Rowset::GetNextRows(HCHAPTER chapter, DBROWOFFSET offset, DBROWCOUNT cRo
 
 HRESULT Rowset::ReleaseRows(DBCOUNTITEM cRows, const HROW rows[], DBROWOPTIONS[], DBREFCOUNT refs[],
                             DBROWSTATUS status[]) {
-    if (cRows != 0 && rows == nullptr)
-        return E_INVALIDARG;
-    size_t bad = 0;
-    for (DBCOUNTITEM i = 0; i < cRows; ++i) {
-        Slot* slot = rows[i] == DB_NULL_HROW || rows[i] > m_slots.size()
-                         ? nullptr
-                         : m_slots[rows[i] - 1].get();
-        if (slot == nullptr || slot->refs == 0) {
-            ++bad;
-            if (refs != nullptr)
-                refs[i] = 0;
-            if (status != nullptr)
-                status[i] = DBROWSTATUS_E_INVALID;
-            continue;
-        }
-        if (--slot->refs == 0)
-            m_free.push_back(rows[i] - 1);
-        if (refs != nullptr)
-            refs[i] = slot->refs;
-        if (status != nullptr)
-            status[i] = DBROWSTATUS_S_OK;
-    }
-    if (bad == 0)
-        return S_OK;
-    return bad == cRows ? DB_E_ERRORSOCCURRED : DB_S_ERRORSOCCURRED;
+    return CountRowReferences(cRows, rows, refs, status, -1);
 }
 
 HRESULT Rowset::AddRefRows(DBCOUNTITEM cRows, const HROW rows[], DBREFCOUNT refs[],
                            DBROWSTATUS status[]) {
+    return CountRowReferences(cRows, rows, refs, status, +1);
+}
+
+// Adds step (+1 or -1) to the reference count of each row handle; a row
+// whose count drops to 0 is free for the next fetch.
+HRESULT Rowset::CountRowReferences(DBCOUNTITEM cRows, const HROW rows[], DBREFCOUNT refs[],
+                                   DBROWSTATUS status[], int step) {
     if (cRows != 0 && rows == nullptr)
         return E_INVALIDARG;
     size_t bad = 0;
@@ -428,19 +411,19 @@ HRESULT Rowset::AddRefRows(DBCOUNTITEM cRows, const HROW rows[], DBREFCOUNT refs
         Slot* slot = rows[i] == DB_NULL_HROW || rows[i] > m_slots.size()
                          ? nullptr
                          : m_slots[rows[i] - 1].get();
-        if (slot == nullptr || slot->refs == 0) {
+        const bool valid = slot != nullptr && slot->refs != 0;
+        if (valid) {
+            if (step > 0)
+                ++slot->refs;
+            else if (--slot->refs == 0)
+                m_free.push_back(rows[i] - 1);
+        } else {
             ++bad;
-            if (refs != nullptr)
-                refs[i] = 0;
-            if (status != nullptr)
-                status[i] = DBROWSTATUS_E_INVALID;
-            continue;
         }
-        ++slot->refs;
         if (refs != nullptr)
-            refs[i] = slot->refs;
+            refs[i] = valid ? slot->refs : 0;
         if (status != nullptr)
-            status[i] = DBROWSTATUS_S_OK;
+            status[i] = valid ? DBROWSTATUS_S_OK : DBROWSTATUS_E_INVALID;
     }
     if (bad == 0)
         return S_OK;

@@ -121,7 +121,7 @@ HRESULT Session::CreateCommand(IUnknown* outer, REFIID riid, IUnknown** command)
     *command = nullptr;
     if (outer != nullptr)
         return DB_E_NOAGGREGATION;
-    return HandOutNew(NewCommand(), riid, command);
+    return hdbcom::HandOut(NewCommand(), riid, reinterpret_cast<void**>(command));
 }
 
 Command* Session::NewCommand() {
@@ -359,14 +359,7 @@ HRESULT Session::Commit(BOOL retaining, DWORD grfTC, DWORD grfRM) {
                                  diag);
     }
     m_inTransaction = false;
-    if (retaining) {
-        backend::Isolation isolation = backend::Isolation::serializable;
-        IsolationOf(m_isolation, isolation);
-        if (!m_connection->Begin(isolation, diag))
-            return ReportDiagnostics(Source(), ResultOf(diag), IID_ITransaction, diag);
-        m_inTransaction = true;
-    }
-    return S_OK;
+    return retaining ? BeginRetained(diag) : S_OK;
 }
 
 HRESULT Session::Abort(BOID* reason, BOOL retaining, BOOL async) {
@@ -383,13 +376,17 @@ HRESULT Session::Abort(BOID* reason, BOOL retaining, BOOL async) {
         return ReportDiagnostics(Source(), ResultOf(diag), IID_ITransaction, diag);
     }
     m_inTransaction = false;
-    if (retaining) {
-        backend::Isolation isolation = backend::Isolation::serializable;
-        IsolationOf(m_isolation, isolation);
-        if (!m_connection->Begin(isolation, diag))
-            return ReportDiagnostics(Source(), ResultOf(diag), IID_ITransaction, diag);
-        m_inTransaction = true;
-    }
+    return retaining ? BeginRetained(diag) : S_OK;
+}
+
+// A retaining commit or abort starts the next transaction at once, at the
+// isolation level of the one that ended.
+HRESULT Session::BeginRetained(backend::Diagnostics& diag) {
+    backend::Isolation isolation = backend::Isolation::serializable;
+    IsolationOf(m_isolation, isolation);
+    if (!m_connection->Begin(isolation, diag))
+        return ReportDiagnostics(Source(), ResultOf(diag), IID_ITransaction, diag);
+    m_inTransaction = true;
     return S_OK;
 }
 

@@ -132,8 +132,9 @@ protected:
         DB_UPARAMS count = 0;
         DBPARAMINFO* info = nullptr;
         OLECHAR* names = nullptr;
-        if (parameters)
+        if (parameters) {
             EXPECT_EQ(parameters->GetParameterInfo(&count, &info, &names), S_OK);
+        }
         CoTaskMemFree(info);
         CoTaskMemFree(names);
         return count;

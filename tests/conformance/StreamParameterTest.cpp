@@ -22,8 +22,9 @@ Ptr<IStream> PatternStream(size_t size) {
     Ptr<IStream> stream;
     EXPECT_EQ(CreateStreamOnHGlobal(nullptr, TRUE, stream.Out()), S_OK);
     ULONG written = 0;
-    if (size != 0)
+    if (size != 0) {
         EXPECT_EQ(stream->Write(bytes.data(), static_cast<ULONG>(size), &written), S_OK);
+    }
     EXPECT_EQ(stream->Seek(LARGE_INTEGER{}, STREAM_SEEK_SET, nullptr), S_OK);
     return stream;
 }
