@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cwchar>
+#include <initializer_list>
 #include <new>
 #include <string_view>
 #include <utility>
@@ -100,6 +101,24 @@ std::unique_ptr<wchar_t[]> NewReportBuffer() {
                                           wchar_t[CBaseOLEDBClass::ReportBufferSize]);
     if (report)
         report[0] = L'\0';
+    return report;
+}
+
+// A report: the HResult line (none for 0), each non-empty text in turn and
+// the caller's detail. Null when the buffer cannot be had.
+std::unique_ptr<wchar_t[]>
+BuildReport(HRESULT hr, const wchar_t* hresultFallback,
+            std::initializer_list<const CBasicStringView<wchar_t>*> texts,
+            const CBasicStringView<wchar_t>& detail) {
+    std::unique_ptr<wchar_t[]> report = NewReportBuffer();
+    if (!report)
+        return report;
+    if (hr != 0)
+        WriteHResultLine(report.get(), hr, hresultFallback);
+    for (const auto* text : texts)
+        if (!text->empty())
+            AppendBounded(report.get(), CBaseOLEDBClass::ReportBufferSize, ViewOf(*text));
+    AppendDetail(report.get(), ViewOf(detail));
     return report;
 }
 
@@ -457,15 +476,10 @@ void CBaseOLEDBClass::DumpError(HRESULT hr, unsigned int captionId,
                                 const LoggingSourcePos& position,
                                 const CBasicStringView<wchar_t>& detail) const {
     const wchar_t* caption = CMessageTable::TextOrUnknown(captionId);
-    std::unique_ptr<wchar_t[]> report = NewReportBuffer();
+    std::unique_ptr<wchar_t[]> report = BuildReport(hr, L"HResult of 0x%lx (%ld) returned\r\n",
+                                                    {&source, &description, &state}, detail);
     if (!report)
         return;
-    if (hr != 0)
-        WriteHResultLine(report.get(), hr, L"HResult of 0x%lx (%ld) returned\r\n");
-    for (const auto* text : {&source, &description, &state})
-        if (!text->empty())
-            AppendBounded(report.get(), ReportBufferSize, ViewOf(*text));
-    AppendDetail(report.get(), ViewOf(detail));
     if (source.empty() && description.empty() && detail.empty())
         AppendBounded(report.get(), ReportBufferSize,
                       CMessageTable::TextOrUnknown(MsgNoAdditionalErrorInformation));
@@ -479,17 +493,12 @@ void CBaseOLEDBClass::DumpSuccess(HRESULT hr, unsigned int captionId,
                                   const LoggingSourcePos& position,
                                   const CBasicStringView<wchar_t>& detail) const {
     const wchar_t* caption = CMessageTable::TextOrUnknown(captionId);
-    std::unique_ptr<wchar_t[]> report = NewReportBuffer();
-    if (!report)
-        return;
     // The success fallback has always been written with %x; both print the
     // same 32-bit value.
-    if (hr != 0)
-        WriteHResultLine(report.get(), hr, L"HResult of 0x%x (%ld) returned\r\n");
-    for (const auto* text : {&first, &second})
-        if (!text->empty())
-            AppendBounded(report.get(), ReportBufferSize, ViewOf(*text));
-    AppendDetail(report.get(), ViewOf(detail));
+    std::unique_ptr<wchar_t[]> report =
+        BuildReport(hr, L"HResult of 0x%x (%ld) returned\r\n", {&first, &second}, detail);
+    if (!report)
+        return;
     Deliver(m_pSuccessCallback, m_pSuccessUserObject, report.get(), std::wcslen(report.get()),
             caption, hr, position);
 }
