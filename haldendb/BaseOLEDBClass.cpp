@@ -122,39 +122,45 @@ BuildReport(HRESULT hr, const wchar_t* hresultFallback,
     return report;
 }
 
-void FreePropertyArray(DBPROP* properties, ULONG count) {
-    for (ULONG i = 0; i < count; ++i)
-        VariantClear(&properties[i].vValue);
-    CoTaskMemFree(properties);
+// Frees an array a provider handed out in task memory: each element's own
+// parts through `clear`, then the array. Answers what the last clear did.
+template <class Item, class Clear> HRESULT FreeTaskArray(Item* items, size_t count, Clear clear) {
+    HRESULT hr = S_OK;
+    if (items == nullptr)
+        return hr;
+    for (size_t i = 0; i < count; ++i)
+        hr = clear(items[i]);
+    CoTaskMemFree(items);
+    return hr;
 }
 
-void FreePropInfoArray(DBPROPINFO* infos, ULONG count) {
-    if (infos == nullptr)
-        return;
-    for (ULONG i = 0; i < count; ++i)
-        VariantClear(&infos[i].vValues);
-    CoTaskMemFree(infos);
+HRESULT ClearProperty(DBPROP& property) {
+    return VariantClear(&property.vValue);
 }
 
-// Property sets as a provider hands them out: free every set's properties,
-// then the set array.
-void FreePropertySetArray(DBPROPSET* sets, ULONG count) {
-    if (sets == nullptr)
-        return;
-    for (ULONG i = 0; i < count; ++i)
-        FreePropertyArray(sets[i].rgProperties, sets[i].cProperties);
-    CoTaskMemFree(sets);
+HRESULT ClearPropInfo(DBPROPINFO& info) {
+    return VariantClear(&info.vValues);
+}
+
+// A property set as a provider hands it out: its properties go with it.
+HRESULT ClearPropertySet(DBPROPSET& set) {
+    return FreeTaskArray(set.rgProperties, set.cProperties, ClearProperty);
+}
+
+// The question for one property; `id` must outlive the answer.
+DBPROPIDSET OneIdSet(DBPROPID& id, const GUID& propertySet) {
+    DBPROPIDSET idSet{};
+    idSet.rgPropertyIDs = &id;
+    idSet.cPropertyIDs = 1;
+    idSet.guidPropertySet = propertySet;
+    return idSet;
 }
 
 // The objects that answer GetProperties for one property.
 template <class PropertiesInterface>
 HRESULT ReadOneProperty(PropertiesInterface* properties, DBPROPID propertyId,
                         const GUID& propertySet, DBPROP** property) {
-    DBPROPID ids[1] = {propertyId};
-    DBPROPIDSET idSet{};
-    idSet.rgPropertyIDs = ids;
-    idSet.cPropertyIDs = 1;
-    idSet.guidPropertySet = propertySet;
+    DBPROPIDSET idSet = OneIdSet(propertyId, propertySet);
 
     ULONG setCount = 0;
     DBPROPSET* sets = nullptr;
@@ -165,7 +171,7 @@ HRESULT ReadOneProperty(PropertiesInterface* properties, DBPROPID propertyId,
         sets[0].cProperties = 0;
     }
     // A failing call may still hand out sets carrying the properties' status.
-    FreePropertySetArray(sets, setCount);
+    FreeTaskArray(sets, setCount, ClearPropertySet);
     return hr;
 }
 
@@ -200,7 +206,7 @@ HRESULT ReadPropertyValue(HRESULT (*rawRead)(IUnknown* const, DBPROPID, const GU
         return hr;
     if (SUCCEEDED(hr))
         read(property->vValue);
-    FreePropertyArray(property, 1);
+    FreeTaskArray(property, 1, ClearProperty);
     return hr;
 }
 
@@ -413,6 +419,24 @@ HRESULT CBaseOLEDBClass::GetDetailedErrorInfo(IUnknown* const source, const GUID
         }
     }
     return hr;
+}
+
+bool CBaseOLEDBClass::QuerySessionFactory(IUnknown* dataSourceObject, IDBCreateSession** factory,
+                                          const LoggingSourcePos& position) {
+    const HRESULT hr = dataSourceObject
+                           ? dataSourceObject->QueryInterface(IID_IDBCreateSession,
+                                                              reinterpret_cast<void**>(factory))
+                           : E_UNEXPECTED;
+    if (CheckError(hr, MsgCantQuerySession, dataSourceObject, IID_IDBInitialize, position,
+                   CBasicStringView<wchar_t>()) ||
+        FAILED(hr) || *factory == nullptr) {
+        // A success code judged an error still handed out a reference.
+        if (SUCCEEDED(hr) && *factory != nullptr)
+            (*factory)->Release();
+        *factory = nullptr;
+        return false;
+    }
+    return true;
 }
 
 bool CBaseOLEDBClass::CheckNeedRetry(HRESULT hr, IUnknown* source, const GUID& interfaceId) {
@@ -768,19 +792,11 @@ HRESULT CBaseOLEDBClass::GetProperty(IUnknown* const object, DBPROPID propertyId
 }
 
 HRESULT CBaseOLEDBClass::FreeProperties(size_t count, DBPROP* properties) {
-    HRESULT hr = S_OK;
-    for (size_t i = 0; i < count; ++i)
-        hr = VariantClear(&properties[i].vValue);
-    CoTaskMemFree(properties);
-    return hr;
+    return FreeTaskArray(properties, count, ClearProperty);
 }
 
 HRESULT CBaseOLEDBClass::FreeProperties(size_t count, DBPROPSET* sets) {
-    HRESULT hr = S_OK;
-    for (size_t i = 0; i < count; ++i)
-        hr = FreeProperties(sets[i].cProperties, sets[i].rgProperties);
-    CoTaskMemFree(sets);
-    return hr;
+    return FreeTaskArray(sets, count, ClearPropertySet);
 }
 
 HRESULT CBaseOLEDBClass::GetPropInfo(IUnknown* const object, DBPROPID propertyId,
@@ -793,11 +809,7 @@ HRESULT CBaseOLEDBClass::GetPropInfo(IUnknown* const object, DBPROPID propertyId
     if (FAILED(hr))
         return hr;
 
-    DBPROPID ids[1] = {propertyId};
-    DBPROPIDSET idSet{};
-    idSet.rgPropertyIDs = ids;
-    idSet.cPropertyIDs = 1;
-    idSet.guidPropertySet = propertySet;
+    DBPROPIDSET idSet = OneIdSet(propertyId, propertySet);
     ULONG infoSetCount = 0;
     DBPROPINFOSET* infoSets = nullptr;
     // No description buffer asked for: the descriptions would point into it.
@@ -807,7 +819,7 @@ HRESULT CBaseOLEDBClass::GetPropInfo(IUnknown* const object, DBPROPID propertyId
             *info = infoSets[0].rgPropertyInfos;
             continue;
         }
-        FreePropInfoArray(infoSets[i].rgPropertyInfos, infoSets[i].cPropertyInfos);
+        FreeTaskArray(infoSets[i].rgPropertyInfos, infoSets[i].cPropertyInfos, ClearPropInfo);
     }
     CoTaskMemFree(infoSets);
     return hr;
@@ -820,7 +832,7 @@ DBPROPFLAGS CBaseOLEDBClass::GetPropInfoFlags(IUnknown* const object, DBPROPID p
     if (info == nullptr)
         return 0;
     const DBPROPFLAGS flags = info->dwFlags;
-    FreePropInfoArray(info, 1);
+    FreeTaskArray(info, 1, ClearPropInfo);
     return flags;
 }
 
