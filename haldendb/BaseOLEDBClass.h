@@ -193,6 +193,12 @@ protected:
     bool CheckError(HRESULT hr, unsigned int messageId, const LoggingSourcePos& position,
                     const CBasicStringView<wchar_t>& detail);
 
+    // Asks a data source object for its IDBCreateSession into *factory. A
+    // failure is reported at `position` and leaves *factory null; without an
+    // object the call is unexpected. True on success.
+    bool QuerySessionFactory(IUnknown* dataSourceObject, IDBCreateSession** factory,
+                             const LoggingSourcePos& position);
+
     // True when `hr` failed because the statement was chosen as a deadlock
     // victim (a record of `source` with native error 1205): worth a retry.
     static bool CheckNeedRetry(HRESULT hr, IUnknown* source, const GUID& interfaceId);

@@ -590,18 +590,9 @@ IDBCreateSession* CDataSource::GetCurrentDatabaseSession() {
         return m_pIDBCreateSession;
     // Without a data source object there is nothing to ask: reported as an
     // unexpected call.
-    const HRESULT hr =
-        m_pIDBInitialize ? m_pIDBInitialize->QueryInterface(
-                               IID_IDBCreateSession, reinterpret_cast<void**>(&m_pIDBCreateSession))
-                         : E_UNEXPECTED;
-    if (CheckError(hr, MsgCantQuerySession, m_pIDBInitialize, IID_IDBInitialize,
-                   HDB_SOURCE_POS(L"struct IDBCreateSession *__cdecl "
-                                  L"CDataSource::GetCurrentDatabaseSession(void)"),
-                   CBasicStringView<wchar_t>()) ||
-        FAILED(hr)) {
-        m_pIDBCreateSession = nullptr;
-        return nullptr;
-    }
+    QuerySessionFactory(m_pIDBInitialize, &m_pIDBCreateSession,
+                        HDB_SOURCE_POS(L"struct IDBCreateSession *__cdecl "
+                                       L"CDataSource::GetCurrentDatabaseSession(void)"));
     return m_pIDBCreateSession;
 }
 
