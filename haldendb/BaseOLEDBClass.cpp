@@ -61,6 +61,15 @@ void AppendBounded(wchar_t* buffer, std::size_t size, std::wstring_view text) {
     buffer[used + count] = L'\0';
 }
 
+// The message table's text numbered `textId`; false when the table lacks it.
+bool FindMessage(unsigned int textId, CBasicStringView<wchar_t>& text) {
+    const wchar_t* found = CMessageTable::Find(textId);
+    if (found == nullptr)
+        return false;
+    text = CBasicStringView<wchar_t>(found, std::wcslen(found));
+    return true;
+}
+
 std::wstring_view ViewOf(const CBasicStringView<wchar_t>& text) {
     return std::wstring_view(text.data(), text.size());
 }
@@ -562,10 +571,8 @@ bool CBaseOLEDBClass::OutputError(unsigned int captionId, const CBasicStringView
 
 bool CBaseOLEDBClass::OutputError(unsigned int captionId, unsigned int textId,
                                   const LoggingSourcePos& position) const {
-    const wchar_t* text = CMessageTable::Find(textId);
-    if (text == nullptr)
-        return false;
-    return OutputError(captionId, CBasicStringView<wchar_t>(text, std::wcslen(text)), position);
+    CBasicStringView<wchar_t> text;
+    return FindMessage(textId, text) && OutputError(captionId, text, position);
 }
 
 bool CBaseOLEDBClass::OutputSuccess(unsigned int captionId, const CBasicStringView<wchar_t>& text,
@@ -578,10 +585,8 @@ bool CBaseOLEDBClass::OutputSuccess(unsigned int captionId, const CBasicStringVi
 
 bool CBaseOLEDBClass::OutputSuccess(unsigned int captionId, unsigned int textId,
                                     const LoggingSourcePos& position) const {
-    const wchar_t* text = CMessageTable::Find(textId);
-    if (text == nullptr)
-        return false;
-    return OutputSuccess(captionId, CBasicStringView<wchar_t>(text, std::wcslen(text)), position);
+    CBasicStringView<wchar_t> text;
+    return FindMessage(textId, text) && OutputSuccess(captionId, text, position);
 }
 
 // ---------------------------------------------------------------- traits
