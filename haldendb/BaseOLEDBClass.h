@@ -186,6 +186,13 @@ public:
     void* AllocTaskMem(size_t size) const;
     // IMalloc::Free; false without an allocator.
     bool FreeTaskMemory(void* const memory) const;
+    // Frees the task memory `memory` holds, if any, and clears it.
+    template <class T> void FreeTaskMemoryAndClear(T*& memory) const {
+        if (memory != nullptr) {
+            FreeTaskMemory(memory);
+            memory = nullptr;
+        }
+    }
     operator IMalloc*() const { return m_pIMalloc; }
 
 protected:
