@@ -120,10 +120,7 @@ bool CAccessor::InternalBindColumnsToAccessor(const ULONGLONG count, const DBBIN
 }
 
 bool CAccessor::InternalRelease() {
-    if (m_pBindStatus != nullptr) {
-        FreeTaskMemory(m_pBindStatus);
-        m_pBindStatus = nullptr;
-    }
+    FreeTaskMemoryAndClear(m_pBindStatus);
     if (m_hAccessor == 0 || m_pIAccessor == nullptr)
         return true;
     const HRESULT hr = m_pIAccessor->ReleaseAccessor(m_hAccessor, nullptr);

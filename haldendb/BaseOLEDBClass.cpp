@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cwchar>
+#include <initializer_list>
 #include <new>
 #include <string_view>
 #include <utility>
@@ -60,6 +61,15 @@ void AppendBounded(wchar_t* buffer, std::size_t size, std::wstring_view text) {
     buffer[used + count] = L'\0';
 }
 
+// The message table's text numbered `textId`; false when the table lacks it.
+bool FindMessage(unsigned int textId, CBasicStringView<wchar_t>& text) {
+    const wchar_t* found = CMessageTable::Find(textId);
+    if (found == nullptr)
+        return false;
+    text = CBasicStringView<wchar_t>(found, std::wcslen(found));
+    return true;
+}
+
 std::wstring_view ViewOf(const CBasicStringView<wchar_t>& text) {
     return std::wstring_view(text.data(), text.size());
 }
@@ -103,39 +113,63 @@ std::unique_ptr<wchar_t[]> NewReportBuffer() {
     return report;
 }
 
-void FreePropertyArray(DBPROP* properties, ULONG count) {
-    for (ULONG i = 0; i < count; ++i)
-        VariantClear(&properties[i].vValue);
-    CoTaskMemFree(properties);
+// A report: the HResult line (none for 0), each non-empty text in turn and
+// the caller's detail. Null when the buffer cannot be had.
+std::unique_ptr<wchar_t[]>
+BuildReport(HRESULT hr, const wchar_t* hresultFallback,
+            std::initializer_list<const CBasicStringView<wchar_t>*> texts,
+            const CBasicStringView<wchar_t>& detail) {
+    std::unique_ptr<wchar_t[]> report = NewReportBuffer();
+    if (!report)
+        return report;
+    if (hr != 0)
+        WriteHResultLine(report.get(), hr, hresultFallback);
+    for (const auto* text : texts)
+        if (!text->empty())
+            AppendBounded(report.get(), CBaseOLEDBClass::ReportBufferSize, ViewOf(*text));
+    AppendDetail(report.get(), ViewOf(detail));
+    return report;
 }
 
-void FreePropInfoArray(DBPROPINFO* infos, ULONG count) {
-    if (infos == nullptr)
-        return;
-    for (ULONG i = 0; i < count; ++i)
-        VariantClear(&infos[i].vValues);
-    CoTaskMemFree(infos);
+// Frees an array a provider handed out in task memory: each element's own
+// parts through `clear`, then the array. Answers what the last clear did.
+template <class Item, class Clear> HRESULT FreeTaskArray(Item* items, size_t count, Clear clear) {
+    HRESULT hr = S_OK;
+    if (items == nullptr)
+        return hr;
+    for (size_t i = 0; i < count; ++i)
+        hr = clear(items[i]);
+    CoTaskMemFree(items);
+    return hr;
 }
 
-// Property sets as a provider hands them out: free every set's properties,
-// then the set array.
-void FreePropertySetArray(DBPROPSET* sets, ULONG count) {
-    if (sets == nullptr)
-        return;
-    for (ULONG i = 0; i < count; ++i)
-        FreePropertyArray(sets[i].rgProperties, sets[i].cProperties);
-    CoTaskMemFree(sets);
+HRESULT ClearProperty(DBPROP& property) {
+    return VariantClear(&property.vValue);
+}
+
+HRESULT ClearPropInfo(DBPROPINFO& info) {
+    return VariantClear(&info.vValues);
+}
+
+// A property set as a provider hands it out: its properties go with it.
+HRESULT ClearPropertySet(DBPROPSET& set) {
+    return FreeTaskArray(set.rgProperties, set.cProperties, ClearProperty);
+}
+
+// The question for one property; `id` must outlive the answer.
+DBPROPIDSET OneIdSet(DBPROPID& id, const GUID& propertySet) {
+    DBPROPIDSET idSet{};
+    idSet.rgPropertyIDs = &id;
+    idSet.cPropertyIDs = 1;
+    idSet.guidPropertySet = propertySet;
+    return idSet;
 }
 
 // The objects that answer GetProperties for one property.
 template <class PropertiesInterface>
 HRESULT ReadOneProperty(PropertiesInterface* properties, DBPROPID propertyId,
                         const GUID& propertySet, DBPROP** property) {
-    DBPROPID ids[1] = {propertyId};
-    DBPROPIDSET idSet{};
-    idSet.rgPropertyIDs = ids;
-    idSet.cPropertyIDs = 1;
-    idSet.guidPropertySet = propertySet;
+    DBPROPIDSET idSet = OneIdSet(propertyId, propertySet);
 
     ULONG setCount = 0;
     DBPROPSET* sets = nullptr;
@@ -146,7 +180,7 @@ HRESULT ReadOneProperty(PropertiesInterface* properties, DBPROPID propertyId,
         sets[0].cProperties = 0;
     }
     // A failing call may still hand out sets carrying the properties' status.
-    FreePropertySetArray(sets, setCount);
+    FreeTaskArray(sets, setCount, ClearPropertySet);
     return hr;
 }
 
@@ -181,7 +215,7 @@ HRESULT ReadPropertyValue(HRESULT (*rawRead)(IUnknown* const, DBPROPID, const GU
         return hr;
     if (SUCCEEDED(hr))
         read(property->vValue);
-    FreePropertyArray(property, 1);
+    FreeTaskArray(property, 1, ClearProperty);
     return hr;
 }
 
@@ -396,6 +430,24 @@ HRESULT CBaseOLEDBClass::GetDetailedErrorInfo(IUnknown* const source, const GUID
     return hr;
 }
 
+bool CBaseOLEDBClass::QuerySessionFactory(IUnknown* dataSourceObject, IDBCreateSession** factory,
+                                          const LoggingSourcePos& position) {
+    const HRESULT hr = dataSourceObject
+                           ? dataSourceObject->QueryInterface(IID_IDBCreateSession,
+                                                              reinterpret_cast<void**>(factory))
+                           : E_UNEXPECTED;
+    if (CheckError(hr, MsgCantQuerySession, dataSourceObject, IID_IDBInitialize, position,
+                   CBasicStringView<wchar_t>()) ||
+        FAILED(hr) || *factory == nullptr) {
+        // A success code judged an error still handed out a reference.
+        if (SUCCEEDED(hr) && *factory != nullptr)
+            (*factory)->Release();
+        *factory = nullptr;
+        return false;
+    }
+    return true;
+}
+
 bool CBaseOLEDBClass::CheckNeedRetry(HRESULT hr, IUnknown* source, const GUID& interfaceId) {
     if (!IsErrorResult(hr) || source == nullptr)
         return false;
@@ -457,15 +509,10 @@ void CBaseOLEDBClass::DumpError(HRESULT hr, unsigned int captionId,
                                 const LoggingSourcePos& position,
                                 const CBasicStringView<wchar_t>& detail) const {
     const wchar_t* caption = CMessageTable::TextOrUnknown(captionId);
-    std::unique_ptr<wchar_t[]> report = NewReportBuffer();
+    std::unique_ptr<wchar_t[]> report = BuildReport(hr, L"HResult of 0x%lx (%ld) returned\r\n",
+                                                    {&source, &description, &state}, detail);
     if (!report)
         return;
-    if (hr != 0)
-        WriteHResultLine(report.get(), hr, L"HResult of 0x%lx (%ld) returned\r\n");
-    for (const auto* text : {&source, &description, &state})
-        if (!text->empty())
-            AppendBounded(report.get(), ReportBufferSize, ViewOf(*text));
-    AppendDetail(report.get(), ViewOf(detail));
     if (source.empty() && description.empty() && detail.empty())
         AppendBounded(report.get(), ReportBufferSize,
                       CMessageTable::TextOrUnknown(MsgNoAdditionalErrorInformation));
@@ -479,17 +526,12 @@ void CBaseOLEDBClass::DumpSuccess(HRESULT hr, unsigned int captionId,
                                   const LoggingSourcePos& position,
                                   const CBasicStringView<wchar_t>& detail) const {
     const wchar_t* caption = CMessageTable::TextOrUnknown(captionId);
-    std::unique_ptr<wchar_t[]> report = NewReportBuffer();
-    if (!report)
-        return;
     // The success fallback has always been written with %x; both print the
     // same 32-bit value.
-    if (hr != 0)
-        WriteHResultLine(report.get(), hr, L"HResult of 0x%x (%ld) returned\r\n");
-    for (const auto* text : {&first, &second})
-        if (!text->empty())
-            AppendBounded(report.get(), ReportBufferSize, ViewOf(*text));
-    AppendDetail(report.get(), ViewOf(detail));
+    std::unique_ptr<wchar_t[]> report =
+        BuildReport(hr, L"HResult of 0x%x (%ld) returned\r\n", {&first, &second}, detail);
+    if (!report)
+        return;
     Deliver(m_pSuccessCallback, m_pSuccessUserObject, report.get(), std::wcslen(report.get()),
             caption, hr, position);
 }
@@ -529,10 +571,8 @@ bool CBaseOLEDBClass::OutputError(unsigned int captionId, const CBasicStringView
 
 bool CBaseOLEDBClass::OutputError(unsigned int captionId, unsigned int textId,
                                   const LoggingSourcePos& position) const {
-    const wchar_t* text = CMessageTable::Find(textId);
-    if (text == nullptr)
-        return false;
-    return OutputError(captionId, CBasicStringView<wchar_t>(text, std::wcslen(text)), position);
+    CBasicStringView<wchar_t> text;
+    return FindMessage(textId, text) && OutputError(captionId, text, position);
 }
 
 bool CBaseOLEDBClass::OutputSuccess(unsigned int captionId, const CBasicStringView<wchar_t>& text,
@@ -545,10 +585,8 @@ bool CBaseOLEDBClass::OutputSuccess(unsigned int captionId, const CBasicStringVi
 
 bool CBaseOLEDBClass::OutputSuccess(unsigned int captionId, unsigned int textId,
                                     const LoggingSourcePos& position) const {
-    const wchar_t* text = CMessageTable::Find(textId);
-    if (text == nullptr)
-        return false;
-    return OutputSuccess(captionId, CBasicStringView<wchar_t>(text, std::wcslen(text)), position);
+    CBasicStringView<wchar_t> text;
+    return FindMessage(textId, text) && OutputSuccess(captionId, text, position);
 }
 
 // ---------------------------------------------------------------- traits
@@ -759,19 +797,11 @@ HRESULT CBaseOLEDBClass::GetProperty(IUnknown* const object, DBPROPID propertyId
 }
 
 HRESULT CBaseOLEDBClass::FreeProperties(size_t count, DBPROP* properties) {
-    HRESULT hr = S_OK;
-    for (size_t i = 0; i < count; ++i)
-        hr = VariantClear(&properties[i].vValue);
-    CoTaskMemFree(properties);
-    return hr;
+    return FreeTaskArray(properties, count, ClearProperty);
 }
 
 HRESULT CBaseOLEDBClass::FreeProperties(size_t count, DBPROPSET* sets) {
-    HRESULT hr = S_OK;
-    for (size_t i = 0; i < count; ++i)
-        hr = FreeProperties(sets[i].cProperties, sets[i].rgProperties);
-    CoTaskMemFree(sets);
-    return hr;
+    return FreeTaskArray(sets, count, ClearPropertySet);
 }
 
 HRESULT CBaseOLEDBClass::GetPropInfo(IUnknown* const object, DBPROPID propertyId,
@@ -784,11 +814,7 @@ HRESULT CBaseOLEDBClass::GetPropInfo(IUnknown* const object, DBPROPID propertyId
     if (FAILED(hr))
         return hr;
 
-    DBPROPID ids[1] = {propertyId};
-    DBPROPIDSET idSet{};
-    idSet.rgPropertyIDs = ids;
-    idSet.cPropertyIDs = 1;
-    idSet.guidPropertySet = propertySet;
+    DBPROPIDSET idSet = OneIdSet(propertyId, propertySet);
     ULONG infoSetCount = 0;
     DBPROPINFOSET* infoSets = nullptr;
     // No description buffer asked for: the descriptions would point into it.
@@ -798,7 +824,7 @@ HRESULT CBaseOLEDBClass::GetPropInfo(IUnknown* const object, DBPROPID propertyId
             *info = infoSets[0].rgPropertyInfos;
             continue;
         }
-        FreePropInfoArray(infoSets[i].rgPropertyInfos, infoSets[i].cPropertyInfos);
+        FreeTaskArray(infoSets[i].rgPropertyInfos, infoSets[i].cPropertyInfos, ClearPropInfo);
     }
     CoTaskMemFree(infoSets);
     return hr;
@@ -811,7 +837,7 @@ DBPROPFLAGS CBaseOLEDBClass::GetPropInfoFlags(IUnknown* const object, DBPROPID p
     if (info == nullptr)
         return 0;
     const DBPROPFLAGS flags = info->dwFlags;
-    FreePropInfoArray(info, 1);
+    FreeTaskArray(info, 1, ClearPropInfo);
     return flags;
 }
 

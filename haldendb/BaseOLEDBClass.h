@@ -186,12 +186,25 @@ public:
     void* AllocTaskMem(size_t size) const;
     // IMalloc::Free; false without an allocator.
     bool FreeTaskMemory(void* const memory) const;
+    // Frees the task memory `memory` holds, if any, and clears it.
+    template <class T> void FreeTaskMemoryAndClear(T*& memory) const {
+        if (memory != nullptr) {
+            FreeTaskMemory(memory);
+            memory = nullptr;
+        }
+    }
     operator IMalloc*() const { return m_pIMalloc; }
 
 protected:
     // CheckError without a source object: no error records are read.
     bool CheckError(HRESULT hr, unsigned int messageId, const LoggingSourcePos& position,
                     const CBasicStringView<wchar_t>& detail);
+
+    // Asks a data source object for its IDBCreateSession into *factory. A
+    // failure is reported at `position` and leaves *factory null; without an
+    // object the call is unexpected. True on success.
+    bool QuerySessionFactory(IUnknown* dataSourceObject, IDBCreateSession** factory,
+                             const LoggingSourcePos& position);
 
     // True when `hr` failed because the statement was chosen as a deadlock
     // victim (a record of `source` with native error 1205): worth a retry.

@@ -34,14 +34,8 @@ CColumnBindings::~CColumnBindings() {
 }
 
 void CColumnBindings::FreeArrays() {
-    if (m_pObjects != nullptr) {
-        FreeTaskMemory(m_pObjects);
-        m_pObjects = nullptr;
-    }
-    if (m_pBindings != nullptr) {
-        FreeTaskMemory(m_pBindings);
-        m_pBindings = nullptr;
-    }
+    FreeTaskMemoryAndClear(m_pObjects);
+    FreeTaskMemoryAndClear(m_pBindings);
     m_nBindings = 0;
 }
 

@@ -4,6 +4,8 @@
 #include "haldendb/MessageTable.h"
 #include "haldendb/ProviderClassIds.h"
 
+#include "hdbplatform/ComPtr.h"
+
 #include <boost/make_shared.hpp>
 
 #include <cwchar>
@@ -14,6 +16,7 @@ namespace {
 
 // The message numbers this file reports with.
 using namespace hdbmsg;
+using hdbcom::ComPtr;
 
 // Connect and Release poll the shared state at this pace.
 constexpr DWORD PollMilliseconds = 100;
@@ -62,35 +65,33 @@ private:
     Action m_action;
 };
 
-// One interface asked of an object, released when the holder goes.
-template <class T> class QueriedInterface {
-public:
-    QueriedInterface(IUnknown* object, REFIID iid) {
-        m_hr = object ? object->QueryInterface(iid, reinterpret_cast<void**>(&m_p)) : E_POINTER;
-        if (FAILED(m_hr))
-            m_p = nullptr;
-    }
-    QueriedInterface(const QueriedInterface&) = delete;
-    QueriedInterface& operator=(const QueriedInterface&) = delete;
-    ~QueriedInterface() {
-        if (m_p)
-            m_p->Release();
-    }
-    HRESULT result() const { return m_hr; }
-    T* get() const { return m_p; }
-    T* operator->() const { return m_p; }
-
-private:
-    T* m_p = nullptr;
-    HRESULT m_hr = E_POINTER;
-};
+// Asks `object` for its IDBProperties: the query's result, with the
+// reference in `properties` (empty when the query failed or there was no
+// object).
+HRESULT QueryProperties(IUnknown* object, ComPtr<IDBProperties>& properties) {
+    const HRESULT hr =
+        object ? object->QueryInterface(IID_IDBProperties, properties.OutVoid()) : E_POINTER;
+    if (FAILED(hr))
+        properties.Detach(); // a failed query hands out no reference
+    return hr;
+}
 
 // Hands `sets` to the data source object's IDBProperties; without one, the
 // query's own failure is the answer.
-HRESULT SetPropertiesThrough(const QueriedInterface<IDBProperties>& properties, ULONG setCount,
-                             DBPROPSET* sets) {
-    return properties.get() ? properties->SetProperties(setCount, sets) : properties.result();
+HRESULT SetPropertiesThrough(const ComPtr<IDBProperties>& properties, HRESULT queried,
+                             ULONG setCount, DBPROPSET* sets) {
+    return properties ? properties->SetProperties(setCount, sets) : queried;
 }
+
+// One property as GetProperty hands it out, freed with its value when the
+// holder goes.
+struct PropertyFree {
+    void operator()(DBPROP* property) const {
+        VariantClear(&property->vValue);
+        CoTaskMemFree(property);
+    }
+};
+using HeldProperty = std::unique_ptr<DBPROP, PropertyFree>;
 
 // A COM reference count judged like a result: it is never negative for a
 // sound object, so only a broken one gets a report.
@@ -369,9 +370,10 @@ bool CDataSource::SetInitProps(const GUID& providerClassId) {
                     DBPROPOPTIONS_REQUIRED, column);
     }
 
-    QueriedInterface<IDBProperties> properties(m_pIDBInitialize, IID_IDBProperties);
-    HRESULT hr = SetPropertiesThrough(properties, setCount, sets);
-    if (CheckError(hr, MsgCantConnect, properties.get(), IID_IDBProperties,
+    ComPtr<IDBProperties> properties;
+    const HRESULT queried = QueryProperties(m_pIDBInitialize, properties);
+    HRESULT hr = SetPropertiesThrough(properties, queried, setCount, sets);
+    if (CheckError(hr, MsgCantConnect, properties.Get(), IID_IDBProperties,
                    HDB_SOURCE_POS(L"bool __cdecl CDataSource::SetInitProps(const struct _GUID &)"),
                    LoginDetail(providerClassId, true)))
         return false;
@@ -405,9 +407,9 @@ bool CDataSource::SetInitProps(const GUID& providerClassId) {
         SetProperty(SqlServerInitEncrypt, DBPROPSET_SQLSERVERDBINIT, &setCount, &sets, VT_BSTR,
                     EncryptionModeText(RequestedEncryptionCode), DBPROPOPTIONS_REQUIRED, column);
     }
-    hr = SetPropertiesThrough(properties, setCount, sets);
+    hr = SetPropertiesThrough(properties, queried, setCount, sets);
     return !CheckError(
-        hr, MsgCantConnect, properties.get(), IID_IDBProperties,
+        hr, MsgCantConnect, properties.Get(), IID_IDBProperties,
         HDB_SOURCE_POS(L"bool __cdecl CDataSource::SetInitProps(const struct _GUID &)"),
         LoginDetail(providerClassId, true));
 }
@@ -451,42 +453,32 @@ bool CDataSource::IsConnected() const {
     CSingleLock providerLock(&m_csProviderObjects, TRUE);
     if (m_connectionState.load() != eConnected || m_pIDBInitialize == nullptr)
         return false;
-    QueriedInterface<IDBProperties> properties(m_pIDBInitialize, IID_IDBProperties);
-    if (ReportFromConst(properties.result(), MsgCantCreateProperties, m_pIDBInitialize,
-                        IID_IDBInitialize,
+    ComPtr<IDBProperties> properties;
+    if (ReportFromConst(QueryProperties(m_pIDBInitialize, properties), MsgCantCreateProperties,
+                        m_pIDBInitialize, IID_IDBInitialize,
                         HDB_SOURCE_POS(L"bool __cdecl CDataSource::IsConnected(void) const")))
         return false;
 
-    DBPROPID ids[1] = {DBPROP_CONNECTIONSTATUS};
-    DBPROPIDSET idSet{};
-    idSet.rgPropertyIDs = ids;
-    idSet.cPropertyIDs = 1;
-    idSet.guidPropertySet = DBPROPSET_DATASOURCEINFO;
-    ULONG setCount = 0;
-    DBPROPSET* sets = nullptr;
-    const HRESULT hr = properties->GetProperties(1, &idSet, &setCount, &sets);
-    ScopeExit freeSets([&] { FreeProperties(setCount, sets); });
-    if (ReportFromConst(hr, MsgCantReadProperties, properties.get(), IID_IDBProperties,
+    DBPROP* read = nullptr;
+    const HRESULT hr =
+        GetProperty(properties.Get(), DBPROP_CONNECTIONSTATUS, DBPROPSET_DATASOURCEINFO, &read);
+    const HeldProperty property(read);
+    if (ReportFromConst(hr, MsgCantReadProperties, properties.Get(), IID_IDBProperties,
                         HDB_SOURCE_POS(L"bool __cdecl CDataSource::IsConnected(void) const")))
         return false;
-    if (sets == nullptr || setCount == 0 || sets[0].cProperties == 0)
-        return false;
-    const VARIANT& value = sets[0].rgProperties[0].vValue;
-    return value.vt == VT_I4 && value.lVal == DBPROPVAL_CS_INITIALIZED;
+    return property != nullptr && property->vValue.vt == VT_I4 &&
+           property->vValue.lVal == DBPROPVAL_CS_INITIALIZED;
 }
 
 bool CDataSource::isPooledConnection() {
     CSingleLock providerLock(&m_csProviderObjects, TRUE);
-    DBPROP* property = nullptr;
+    DBPROP* read = nullptr;
     // Without a data source object there is nothing to ask: reported as an
     // unexpected call.
     const HRESULT hr = m_pIDBInitialize ? GetProperty(m_pIDBInitialize, DBPROP_INIT_OLEDBSERVICES,
-                                                      DBPROPSET_DBINIT, &property)
+                                                      DBPROPSET_DBINIT, &read)
                                         : E_UNEXPECTED;
-    ScopeExit freeProperty([&] {
-        if (property)
-            FreeProperties(1, property);
-    });
+    const HeldProperty property(read);
     if (CheckError(hr, MsgCantReadProperties, m_pIDBInitialize, IID_IDBProperties,
                    HDB_SOURCE_POS(L"bool __cdecl CDataSource::isPooledConnection(void)"),
                    CBasicStringView<wchar_t>()))
@@ -507,8 +499,9 @@ HRESULT CDataSource::SetRequiredFlag(DBPROPID id, const GUID& propertySet, bool 
     const VARIANT_BOOL value = enable ? VARIANT_TRUE : VARIANT_FALSE;
     SetProperty(id, propertySet, &setCount, &sets, VT_BOOL, &value, DBPROPOPTIONS_REQUIRED,
                 DB_NULLID);
-    QueriedInterface<IDBProperties> properties(m_pIDBInitialize, IID_IDBProperties);
-    return SetPropertiesThrough(properties, setCount, sets);
+    ComPtr<IDBProperties> properties;
+    const HRESULT queried = QueryProperties(m_pIDBInitialize, properties);
+    return SetPropertiesThrough(properties, queried, setCount, sets);
 }
 
 bool CDataSource::SetMultipleConnectionProperty(bool enable) {
@@ -597,18 +590,9 @@ IDBCreateSession* CDataSource::GetCurrentDatabaseSession() {
         return m_pIDBCreateSession;
     // Without a data source object there is nothing to ask: reported as an
     // unexpected call.
-    const HRESULT hr =
-        m_pIDBInitialize ? m_pIDBInitialize->QueryInterface(
-                               IID_IDBCreateSession, reinterpret_cast<void**>(&m_pIDBCreateSession))
-                         : E_UNEXPECTED;
-    if (CheckError(hr, MsgCantQuerySession, m_pIDBInitialize, IID_IDBInitialize,
-                   HDB_SOURCE_POS(L"struct IDBCreateSession *__cdecl "
-                                  L"CDataSource::GetCurrentDatabaseSession(void)"),
-                   CBasicStringView<wchar_t>()) ||
-        FAILED(hr)) {
-        m_pIDBCreateSession = nullptr;
-        return nullptr;
-    }
+    QuerySessionFactory(m_pIDBInitialize, &m_pIDBCreateSession,
+                        HDB_SOURCE_POS(L"struct IDBCreateSession *__cdecl "
+                                       L"CDataSource::GetCurrentDatabaseSession(void)"));
     return m_pIDBCreateSession;
 }
 
@@ -655,13 +639,10 @@ bool CDataSource::SetFastLoadProperty(bool enable) {
 
 DWORD CDataSource::GetStructuredStorageProperty() const {
     CSingleLock providerLock(&m_csProviderObjects, TRUE);
-    DBPROP* property = nullptr;
-    const HRESULT hr = GetProperty(m_pIDBInitialize, DBPROP_STRUCTUREDSTORAGE,
-                                   DBPROPSET_DATASOURCEINFO, &property);
-    ScopeExit freeProperty([&] {
-        if (property)
-            FreeProperties(1, property);
-    });
+    DBPROP* read = nullptr;
+    const HRESULT hr =
+        GetProperty(m_pIDBInitialize, DBPROP_STRUCTUREDSTORAGE, DBPROPSET_DATASOURCEINFO, &read);
+    const HeldProperty property(read);
     // The flags are a 4-byte integer; a value of another type (a provider's
     // mistake) carries none of them.
     if (hr != S_OK || property == nullptr)

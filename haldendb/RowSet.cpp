@@ -77,15 +77,10 @@ void CRowSet::FreeRowStructures() {
     ReleaseRowStreams();
     // Nothing to do about a failure here: the handles are gone either way.
     ReleaseFetchedRows();
-    if (m_pRowData != nullptr) {
-        FreeTaskMemory(m_pRowData);
-        m_pRowData = nullptr;
-    }
-    if (m_pHRows != nullptr) {
-        FreeTaskMemory(m_pHRows);
-        m_pHRows = nullptr;
+    FreeTaskMemoryAndClear(m_pRowData);
+    if (m_pHRows != nullptr)
         m_nHRowsCapacity = 0;
-    }
+    FreeTaskMemoryAndClear(m_pHRows);
     m_StreamsHandedOut.clear();
     m_nRowsDelivered = 0;
 }

@@ -27,17 +27,10 @@ CSchemaClass::CSchemaClass(const CDataSource& dataSource)
     const LoggingSourcePos position =
         HDB_SOURCE_POS(L"__cdecl CSchemaClass::CSchemaClass(const class CDataSource &)");
     IDBCreateSession* sessions = nullptr;
-    HRESULT hr =
-        m_pIDBInitialize->QueryInterface(IID_IDBCreateSession, reinterpret_cast<void**>(&sessions));
-    if (CheckError(hr, MsgCantQuerySession, m_pIDBInitialize, IID_IDBInitialize, position,
-                   CBasicStringView<wchar_t>()) ||
-        FAILED(hr) || sessions == nullptr) {
-        if (sessions)
-            sessions->Release();
+    if (!QuerySessionFactory(m_pIDBInitialize, &sessions, position))
         return;
-    }
-    hr = sessions->CreateSession(nullptr, IID_IDBSchemaRowset,
-                                 reinterpret_cast<IUnknown**>(&m_pIDBSchemaRowset));
+    const HRESULT hr = sessions->CreateSession(nullptr, IID_IDBSchemaRowset,
+                                               reinterpret_cast<IUnknown**>(&m_pIDBSchemaRowset));
     if (CheckError(hr, MsgCantCreateSession, sessions, IID_IDBCreateSession, position,
                    CBasicStringView<wchar_t>()) ||
         FAILED(hr)) {

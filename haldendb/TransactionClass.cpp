@@ -23,18 +23,12 @@ CTransactionClass::CTransactionClass(const std::shared_ptr<CDataSource>& dataSou
         ~Held() { object->Release(); }
     } held{dataSourceObject};
 
-    HRESULT hr = dataSourceObject->QueryInterface(IID_IDBCreateSession,
-                                                  reinterpret_cast<void**>(&m_pIDBCreateSession));
-    if (CheckError(hr, MsgCantQuerySession, dataSourceObject, IID_IDBInitialize,
-                   HDB_SOURCE_POS(L"__cdecl CTransactionClass::CTransactionClass(const class "
-                                  L"std::shared_ptr<class CDataSource> &)"),
-                   CBasicStringView<wchar_t>()) ||
-        FAILED(hr)) {
-        m_pIDBCreateSession = nullptr;
+    if (!QuerySessionFactory(dataSourceObject, &m_pIDBCreateSession,
+                             HDB_SOURCE_POS(L"__cdecl CTransactionClass::CTransactionClass(const "
+                                            L"class std::shared_ptr<class CDataSource> &)")))
         return;
-    }
     IUnknown* session = nullptr;
-    hr = m_pIDBCreateSession->CreateSession(nullptr, IID_ITransactionLocal, &session);
+    const HRESULT hr = m_pIDBCreateSession->CreateSession(nullptr, IID_ITransactionLocal, &session);
     if (CheckError(hr, MsgCantCreateSession, m_pIDBCreateSession, IID_IDBCreateSession,
                    HDB_SOURCE_POS(L"__cdecl CTransactionClass::CTransactionClass(const class "
                                   L"std::shared_ptr<class CDataSource> &)"),

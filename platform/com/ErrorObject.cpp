@@ -9,6 +9,7 @@
 #include <memory>
 #include <mutex>
 #include <new>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -213,52 +214,37 @@ public:
     }
 
     HRESULT STDMETHODCALLTYPE GetBasicErrorInfo(ULONG index, ERRORINFO* basic) override {
-        if (!basic)
-            return E_INVALIDARG;
-        RecordPtr record = At(index);
-        if (!record)
-            return DB_E_BADRECORDNUM;
-        *basic = record->basic;
-        return S_OK;
+        return AnswerFrom(index, basic, [&](const RecordPtr& record) {
+            *basic = record->basic;
+            return S_OK;
+        });
     }
 
     HRESULT STDMETHODCALLTYPE GetCustomErrorObject(ULONG index, REFIID riid,
                                                    IUnknown** object) override {
-        if (!object)
-            return E_INVALIDARG;
-        *object = nullptr;
-        RecordPtr record = At(index);
-        if (!record)
-            return DB_E_BADRECORDNUM;
-        if (!record->custom)
-            return S_OK; // no custom object: a null pointer and success
-        return record->custom->QueryInterface(riid, reinterpret_cast<void**>(object));
+        return AnswerFrom(index, object, [&](const RecordPtr& record) {
+            if (!record->custom)
+                return S_OK; // no custom object: a null pointer and success
+            return record->custom->QueryInterface(riid, reinterpret_cast<void**>(object));
+        });
     }
 
     HRESULT STDMETHODCALLTYPE GetErrorInfo(ULONG index, LCID locale,
                                            IErrorInfo** errorInfo) override {
-        if (!errorInfo)
-            return E_INVALIDARG;
-        *errorInfo = nullptr;
-        RecordPtr record = At(index);
-        if (!record)
-            return DB_E_BADRECORDNUM;
-        auto* view = new (std::nothrow) RecordErrorInfo(std::move(record));
-        if (!view)
-            return E_OUTOFMEMORY;
-        *errorInfo = view;
-        return S_OK;
+        return AnswerFrom(index, errorInfo, [&](const RecordPtr& record) {
+            auto* view = new (std::nothrow) RecordErrorInfo(record);
+            if (!view)
+                return E_OUTOFMEMORY;
+            *errorInfo = view;
+            return S_OK;
+        });
     }
 
     // Records keep no error parameters: only an error lookup service would
     // insert them into a text, and there is none. DISPPARAMS is only declared
     // as a name on this platform, so there is no empty set to hand out either.
     HRESULT STDMETHODCALLTYPE GetErrorParameters(ULONG index, DISPPARAMS* parameters) override {
-        if (!parameters)
-            return E_INVALIDARG;
-        if (!At(index))
-            return DB_E_BADRECORDNUM;
-        return E_NOTIMPL;
+        return AnswerFrom(index, parameters, [](const RecordPtr&) { return E_NOTIMPL; });
     }
 
     HRESULT STDMETHODCALLTYPE GetRecordCount(ULONG* count) override {
@@ -296,6 +282,19 @@ private:
         return records_[records_.size() - 1 - index];
     }
     RecordPtr Top() const { return At(0); }
+
+    // The checks every per-record answer makes: an out-pointer to write to
+    // (an interface pointer cleared first) and a record numbered `index`.
+    template <class Out, class Answer> HRESULT AnswerFrom(ULONG index, Out* out, Answer answer) {
+        if (!out)
+            return E_INVALIDARG;
+        if constexpr (std::is_pointer_v<Out>)
+            *out = nullptr;
+        const RecordPtr record = At(index);
+        if (!record)
+            return DB_E_BADRECORDNUM;
+        return answer(record);
+    }
 
     // An error object lives in one thread's error slot, but a provider may
     // still add records from a second thread (a cancel, say) while the first

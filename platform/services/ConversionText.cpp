@@ -6,6 +6,7 @@
 #include "../com/GuidText.h"
 #include "StringConversion.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstdio>
@@ -71,19 +72,25 @@ struct CharBuffer {
     void push_back(char c) { data[size++] = c; }
 };
 
+// Text already in the destination's encoding into room characters
+// (terminator excluded), cut where room ends. Returns the full length.
+template <class Char>
+size_t CopyWhole(const std::basic_string<Char>& text, Char* out, size_t room, bool& cut) {
+    const size_t keep = text.size() <= room ? text.size() : room;
+    cut = keep < text.size();
+    if (out) {
+        std::copy_n(text.data(), keep, out);
+        out[keep] = 0;
+    }
+    return text.size();
+}
+
 // Wide text into a narrow destination of room bytes (terminator excluded),
 // whole characters only. Returns the full narrow length.
 size_t NarrowFromWide(const wchar_t* w, size_t n, char* out, size_t room, bool& cut, bool& lost) {
     cut = lost = false;
     if (!hdbtext::AnsiIsUtf8()) {
-        std::string narrow = hdbtext::AnsiFromWide(std::wstring_view(w, n), &lost);
-        size_t keep = narrow.size() <= room ? narrow.size() : room;
-        cut = keep < narrow.size();
-        if (out) {
-            std::memcpy(out, narrow.data(), keep);
-            out[keep] = 0;
-        }
-        return narrow.size();
+        return CopyWhole(hdbtext::AnsiFromWide(std::wstring_view(w, n), &lost), out, room, cut);
     }
     size_t total = 0, used = 0;
     for (size_t k = 0; k < n;) {
@@ -111,14 +118,7 @@ size_t NarrowFromWide(const wchar_t* w, size_t n, char* out, size_t room, bool& 
 size_t WideFromNarrow(const char* s, size_t n, wchar_t* out, size_t room, bool& cut) {
     cut = false;
     if (!hdbtext::AnsiIsUtf8()) {
-        std::wstring wide = hdbtext::WideFromAnsi(std::string_view(s, n));
-        size_t keep = wide.size() <= room ? wide.size() : room;
-        cut = keep < wide.size();
-        if (out) {
-            std::wmemcpy(out, wide.data(), keep);
-            out[keep] = 0;
-        }
-        return wide.size();
+        return CopyWhole(hdbtext::WideFromAnsi(std::string_view(s, n)), out, room, cut);
     }
     size_t total = 0;
     for (size_t k = 0; k < n;) {

@@ -85,6 +85,28 @@ HRESULT Outcome(size_t good, size_t bad) {
     return good == 0 ? DB_E_ERRORSOCCURRED : DB_S_ERRORSOCCURRED;
 }
 
+// What to answer, set by set: the set and its (id, definition or null) pairs.
+struct Wanted {
+    GUID set;
+    std::vector<std::pair<DBPROPID, const PropertyDef*>> props;
+};
+
+// Clears the answer of a property question, then checks its arguments:
+// E_INVALIDARG for a missing answer slot or id array.
+template <class Answer>
+HRESULT ClearAndCheck(ULONG cSets, const DBPROPIDSET sets[], ULONG* pcOut, Answer** out) {
+    if (pcOut != nullptr)
+        *pcOut = 0;
+    if (out != nullptr)
+        *out = nullptr;
+    if (pcOut == nullptr || out == nullptr || (cSets != 0 && sets == nullptr))
+        return E_INVALIDARG;
+    for (ULONG i = 0; i < cSets; ++i)
+        if (sets[i].cPropertyIDs != 0 && sets[i].rgPropertyIDs == nullptr)
+            return E_INVALIDARG;
+    return S_OK;
+}
+
 } // namespace
 
 PropertyStore::PropertyStore(const PropertyDef* defs, size_t count)
@@ -156,21 +178,9 @@ void PropertyStore::PutText(const GUID& set, DBPROPID id, const std::wstring& va
 
 HRESULT PropertyStore::Get(ULONG cSets, const DBPROPIDSET sets[], ULONG* pcOut, DBPROPSET** out,
                            DBPROPFLAGS visible) const {
-    if (pcOut != nullptr)
-        *pcOut = 0;
-    if (out != nullptr)
-        *out = nullptr;
-    if (pcOut == nullptr || out == nullptr || (cSets != 0 && sets == nullptr))
-        return E_INVALIDARG;
-    for (ULONG i = 0; i < cSets; ++i)
-        if (sets[i].cPropertyIDs != 0 && sets[i].rgPropertyIDs == nullptr)
-            return E_INVALIDARG;
+    if (const HRESULT hr = ClearAndCheck(cSets, sets, pcOut, out); hr != S_OK)
+        return hr;
 
-    // What to answer, set by set: (set guid, list of (id, def or null)).
-    struct Wanted {
-        GUID set;
-        std::vector<std::pair<DBPROPID, const PropertyDef*>> props;
-    };
     std::vector<Wanted> wanted;
     auto addAllOf = [&](const GUID& set) {
         Wanted w{set, {}};
@@ -307,22 +317,11 @@ HRESULT PropertyStore::Set(ULONG cSets, DBPROPSET sets[], DBPROPFLAGS visible, D
 HRESULT PropertyStore::Info(ULONG cSets, const DBPROPIDSET sets[], ULONG* pcOut,
                             DBPROPINFOSET** out, OLECHAR** descriptions,
                             DBPROPFLAGS visible) const {
-    if (pcOut != nullptr)
-        *pcOut = 0;
-    if (out != nullptr)
-        *out = nullptr;
     if (descriptions != nullptr)
         *descriptions = nullptr;
-    if (pcOut == nullptr || out == nullptr || (cSets != 0 && sets == nullptr))
-        return E_INVALIDARG;
-    for (ULONG i = 0; i < cSets; ++i)
-        if (sets[i].cPropertyIDs != 0 && sets[i].rgPropertyIDs == nullptr)
-            return E_INVALIDARG;
+    if (const HRESULT hr = ClearAndCheck(cSets, sets, pcOut, out); hr != S_OK)
+        return hr;
 
-    struct Wanted {
-        GUID set;
-        std::vector<std::pair<DBPROPID, const PropertyDef*>> props;
-    };
     std::vector<Wanted> wanted;
     auto addGroup = [&](DBPROPFLAGS group, const GUID* onlySet) {
         for (size_t d = 0; d < m_count; ++d) {

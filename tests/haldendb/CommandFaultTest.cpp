@@ -11,36 +11,23 @@ using Cancel = CCommandClass::CancelLongRunningQuery;
 
 namespace {
 
+// The scripted provider, registered, with the settings isolated.
+struct ScriptedBacking {
+    hdbtest::SettingsIsolation settings;
+    hdbscripted::ScriptedProvider provider;
+};
+
 // A data source on the scripted provider, reporting into collectors.
-class ScriptedSource {
+class ScriptedSource : public ScriptedBacking, public commandtest::ReportingSource {
 public:
-    ScriptedSource() : source(std::make_shared<CDataSource>(CBaseOLEDBClass::eGenericDatabase)) {
-        source->SetCallBackForErrorMessages(&hdbtest::ReportCollector::Collect, &errors);
-        source->SetCallBackForSuccessMessages(&hdbtest::ReportCollector::Collect, &successes);
+    ScriptedSource() : ReportingSource(CBaseOLEDBClass::eGenericDatabase) {
         connected = provider.Registered() && source->Connect(hdbscripted::CLSID_ScriptedProvider,
                                                              L"scripted", L"", L"", L"");
     }
-    std::shared_ptr<CExtCommandClass> Command() {
-        int reconnected = 0;
-        return std::make_shared<CExtCommandClass>(source, reconnected);
-    }
-
-    hdbtest::SettingsIsolation settings;
-    hdbscripted::ScriptedProvider provider;
-    hdbtest::ReportCollector errors;
-    hdbtest::ReportCollector successes;
-    std::shared_ptr<CDataSource> source;
-    bool connected = false;
 };
 
 // Tests of one command made before the test scripts its statements.
-class ScriptedCommandTest : public ::testing::Test {
-protected:
-    void SetUp() override { ASSERT_TRUE(db.connected); }
-
-    ScriptedSource db;
-    std::shared_ptr<CExtCommandClass> command = db.Command();
-};
+using ScriptedCommandTest = commandtest::CommandTest<ScriptedSource>;
 using CommandRetry = ScriptedCommandTest;
 using CommandCancel = ScriptedCommandTest;
 

@@ -14,15 +14,16 @@
 
 namespace commandtest {
 
-class SqliteSource {
+// A data source of the given database type reporting into collectors, and
+// the commands made from it. What the source stands on (a database file, a
+// provider) lives in a base class named before this one, so that it is built
+// first and outlives the source.
+class ReportingSource {
 public:
-    explicit SqliteSource(
-        CBaseOLEDBClass::enumSQLDatabaseType type = CBaseOLEDBClass::eGenericDatabase,
-        const std::string& file = "commands.db")
-        : path(folder.File(file)), source(std::make_shared<CDataSource>(type)) {
+    explicit ReportingSource(CBaseOLEDBClass::enumSQLDatabaseType type)
+        : source(std::make_shared<CDataSource>(type)) {
         source->SetCallBackForErrorMessages(&hdbtest::ReportCollector::Collect, &errors);
         source->SetCallBackForSuccessMessages(&hdbtest::ReportCollector::Collect, &successes);
-        connected = source->Connect(CBaseOLEDBClass::eProvider5, path, L"", L"", L"");
     }
 
     std::shared_ptr<CExtCommandClass> Command() {
@@ -42,24 +43,40 @@ public:
         successes.reports.clear();
     }
 
-    hdbtest::TempFolder folder;
-    hdbtest::SettingsIsolation settings;
-    std::wstring path;
     hdbtest::ReportCollector errors;
     hdbtest::ReportCollector successes;
     std::shared_ptr<CDataSource> source;
     bool connected = false;
 };
 
-// Tests of one command on a connected embedded data source of the generic
-// dialect.
-class SqliteCommandTest : public ::testing::Test {
+// A fresh database file, with the settings isolated.
+struct SqliteFile {
+    explicit SqliteFile(const std::string& file) : path(folder.File(file)) {}
+
+    hdbtest::TempFolder folder;
+    hdbtest::SettingsIsolation settings;
+    std::wstring path;
+};
+
+class SqliteSource : public SqliteFile, public ReportingSource {
+public:
+    explicit SqliteSource(
+        CBaseOLEDBClass::enumSQLDatabaseType type = CBaseOLEDBClass::eGenericDatabase,
+        const std::string& file = "commands.db")
+        : SqliteFile(file), ReportingSource(type) {
+        connected = source->Connect(CBaseOLEDBClass::eProvider5, path, L"", L"", L"");
+    }
+};
+
+// Tests of one command on a connected data source of the generic dialect.
+template <class Source> class CommandTest : public ::testing::Test {
 protected:
     void SetUp() override { ASSERT_TRUE(db.connected); }
 
-    SqliteSource db;
+    Source db;
     std::shared_ptr<CExtCommandClass> command = db.Command();
 };
+using SqliteCommandTest = CommandTest<SqliteSource>;
 
 // A built statement text, for comparisons and messages.
 inline std::wstring W(const CBasicString<wchar_t>& text) {

@@ -12,12 +12,8 @@ using namespace hdbtest;
 
 namespace {
 
-using DbType = CBaseOLEDBClass::enumSQLDatabaseType;
 using Input = CDataSource::e_convertinputtype;
 
-DbType Type(int value) {
-    return CBaseOLEDBClass::SQLDatabaseTypeFromInt(value);
-}
 Input In(int value) {
     return static_cast<Input>(static_cast<std::int8_t>(value));
 }

@@ -8,12 +8,8 @@ using namespace hdbtest;
 
 namespace {
 
-using DbType = CBaseOLEDBClass::enumSQLDatabaseType;
 using Provider = CBaseOLEDBClass::enumOLEDBProvider;
 
-DbType Type(int value) {
-    return CBaseOLEDBClass::SQLDatabaseTypeFromInt(value);
-}
 Provider Prov(int value) {
     return CBaseOLEDBClass::OLEDBProviderFromInt(value);
 }

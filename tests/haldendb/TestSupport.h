@@ -82,6 +82,13 @@ public:
     ReportCollector successes;
 };
 
+using DbType = CBaseOLEDBClass::enumSQLDatabaseType;
+
+// A database type from its settings value, as the library reads it.
+inline DbType Type(int value) {
+    return CBaseOLEDBClass::SQLDatabaseTypeFromInt(value);
+}
+
 inline LoggingSourcePos TestPosition() {
     return HDB_SOURCE_POS(L"void __cdecl TestCase(void)");
 }

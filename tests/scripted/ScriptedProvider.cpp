@@ -657,6 +657,17 @@ hdbcom::ClassFactory::MakeInstance DataSourceMaker(std::shared_ptr<State> state)
     };
 }
 
+// One field of the shared state, read or written under its lock.
+template <class Field> Field Locked(const std::shared_ptr<State>& state, Field State::*field) {
+    std::lock_guard lock(state->mutex);
+    return (*state).*field;
+}
+template <class Field>
+void Store(const std::shared_ptr<State>& state, Field State::*field, Field value) {
+    std::lock_guard lock(state->mutex);
+    (*state).*field = std::move(value);
+}
+
 } // namespace
 
 // ------------------------------------------------------------ faults
@@ -790,13 +801,11 @@ void ScriptedProvider::FailConnect(std::optional<Fault> fault) {
 }
 
 int ScriptedProvider::Connects() const {
-    std::lock_guard lock(m_state->mutex);
-    return m_state->connects;
+    return Locked(m_state, &State::connects);
 }
 
 std::vector<PropertyCall> ScriptedProvider::PropertyCalls() const {
-    std::lock_guard lock(m_state->mutex);
-    return m_state->propertyCalls;
+    return Locked(m_state, &State::propertyCalls);
 }
 
 std::optional<ReceivedProperty> ScriptedProvider::LastSet(const GUID& set, DBPROPID id) const {
@@ -830,13 +839,11 @@ StatementRule ScriptedProvider::OnStatement(const std::wstring& piece) {
 }
 
 std::vector<std::wstring> ScriptedProvider::Executed() const {
-    std::lock_guard lock(m_state->mutex);
-    return m_state->executed;
+    return Locked(m_state, &State::executed);
 }
 
 std::pair<LONG, DBCOUNTITEM> ScriptedProvider::LastStatementOptions() const {
-    std::lock_guard lock(m_state->mutex);
-    return m_state->lastOptions;
+    return Locked(m_state, &State::lastOptions);
 }
 
 void ScriptedProvider::CancelAnswers(HRESULT result) {
@@ -845,43 +852,35 @@ void ScriptedProvider::CancelAnswers(HRESULT result) {
 }
 
 int ScriptedProvider::Cancels() const {
-    std::lock_guard lock(m_state->mutex);
-    return m_state->cancels;
+    return Locked(m_state, &State::cancels);
 }
 
 void ScriptedProvider::StartAnswers(HRESULT result, const Fault& fault) {
-    std::lock_guard lock(m_state->mutex);
-    m_state->start = {result, fault};
+    Store(m_state, &State::start, {result, fault});
 }
 
 void ScriptedProvider::CommitAnswers(HRESULT result, const Fault& fault) {
-    std::lock_guard lock(m_state->mutex);
-    m_state->commit = {result, fault};
+    Store(m_state, &State::commit, {result, fault});
 }
 
 void ScriptedProvider::AbortAnswers(HRESULT result, const Fault& fault) {
-    std::lock_guard lock(m_state->mutex);
-    m_state->abort = {result, fault};
+    Store(m_state, &State::abort, {result, fault});
 }
 
 int ScriptedProvider::Starts() const {
-    std::lock_guard lock(m_state->mutex);
-    return m_state->starts;
+    return Locked(m_state, &State::starts);
 }
 
 int ScriptedProvider::Commits() const {
-    std::lock_guard lock(m_state->mutex);
-    return m_state->commits;
+    return Locked(m_state, &State::commits);
 }
 
 int ScriptedProvider::Aborts() const {
-    std::lock_guard lock(m_state->mutex);
-    return m_state->aborts;
+    return Locked(m_state, &State::aborts);
 }
 
 ISOLEVEL ScriptedProvider::LastIsolation() const {
-    std::lock_guard lock(m_state->mutex);
-    return m_state->lastIsolation;
+    return Locked(m_state, &State::lastIsolation);
 }
 
 void ScriptedProvider::HoldReferences(ObjectKind kind, ULONG extra) {
