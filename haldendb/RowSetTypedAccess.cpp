@@ -16,6 +16,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
+#include <string>
 #include <cwchar>
 #include <new>
 #include <optional>
@@ -42,6 +43,20 @@ template <class Char> ULONGLONG LeadingUnsignedNumber(const Char* text) {
         value = value * 10 + digit;
     }
     return value;
+}
+
+// The wide text at value as a string of its own: the bindings pack the
+// columns, so a wide text may start at any offset of the row buffer, where
+// it cannot be read in place.
+std::wstring AlignedWideText(const BYTE* value) {
+    std::wstring text;
+    for (const BYTE* p = value;; p += sizeof(wchar_t)) {
+        wchar_t c;
+        std::memcpy(&c, p, sizeof c);
+        if (c == L'\0')
+            return text;
+        text.push_back(c);
+    }
 }
 
 // The text a value area holds, or `empty` for NULL.
@@ -189,7 +204,7 @@ std::optional<Number> ReadNumber(CRowSet& rowset, size_t ordinal,
     case DBTYPE_STR:
         return Reads::FromText(reinterpret_cast<const char*>(value));
     case DBTYPE_WSTR:
-        return Reads::FromText(reinterpret_cast<const wchar_t*>(value));
+        return Reads::FromText(AlignedWideText(value).c_str());
     case DBTYPE_NUMERIC:
         return Reads::FromNumeric(Load<DB_NUMERIC>(value));
     case DBTYPE_VARNUMERIC:

@@ -37,17 +37,6 @@ template <class T> T LoadAt(const void* p) {
     return value;
 }
 
-// What a cell holds before it is stored: the fixed-size cell types.
-union CellValue {
-    LONGLONG i8;
-    double r8;
-    DB_NUMERIC numeric;
-    DBDATE date;
-    DBTIME time;
-    DBTIMESTAMP timestamp;
-    VARIANT_BOOL flag;
-};
-
 // The cell type each fixed-size type of a consumer's value is kept as; the
 // engine converts into it. Any other type goes as wide text.
 struct CellForm {
@@ -106,7 +95,8 @@ DBSTATUS ConvertIntoCell(DBTYPE from, const void* src, DBLENGTH srcLength, backe
     const CellForm* form = CellFormOf(from);
     if (form == nullptr)
         return ConvertToWide(from, src, srcLength, set, col);
-    CellValue value{};
+    // Room for any fixed-size cell value, and for the engine's VARIANT_BOOL.
+    decltype(backend::Cell::v) value{};
     DBSTATUS status = DBSTATUS_S_OK;
     if (from == form->cell) {
         std::memcpy(&value, src, form->bytes);
@@ -119,7 +109,7 @@ DBSTATUS ConvertIntoCell(DBTYPE from, const void* src, DBLENGTH srcLength, backe
     if (status != DBSTATUS_S_OK)
         return from == DBTYPE_UI8 ? ConvertToWide(from, src, srcLength, set, col) : status;
     if (form->cell == DBTYPE_BOOL)
-        set.SetBool(col, value.flag != VARIANT_FALSE);
+        set.SetBool(col, LoadAt<VARIANT_BOOL>(&value) != VARIANT_FALSE);
     else
         set.SetFixedBytes(col, form->cell, &value, form->bytes);
     return DBSTATUS_S_OK;
