@@ -5,6 +5,7 @@
 #pragma once
 
 #include "haldendb/RowSet.h"
+#include "UnalignedAccess.h"
 
 #include <climits>
 #include <cstring>
@@ -21,15 +22,8 @@ inline wchar_t EmptyWide[1] = L"";
 
 // A value of the row buffer: groups follow each other without padding, so
 // values are read byte-wise.
-template <class T> T Load(const BYTE* place) {
-    T value;
-    std::memcpy(&value, place, sizeof(T));
-    return value;
-}
-
-template <class T> void Store(BYTE* place, const T& value) {
-    std::memcpy(place, &value, sizeof(T));
-}
+using hdbmem::Load;
+using hdbmem::Store;
 
 // Truncation toward zero as the processor's conversion instruction does it:
 // NaN and values outside the signed 64-bit range give the lowest value

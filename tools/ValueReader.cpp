@@ -1,6 +1,7 @@
 #include "ValueReader.h"
 
 #include "StringConversion.h"
+#include "UnalignedAccess.h"
 #include "hdbplatform/DataConversion.h"
 
 #include <charconv>
@@ -10,11 +11,7 @@
 
 namespace {
 
-template <class T> T Load(const BYTE* p) {
-    T value;
-    std::memcpy(&value, p, sizeof(T));
-    return value;
-}
+using hdbmem::Load;
 
 std::wstring Widen(const std::string& ascii) {
     return std::wstring(ascii.begin(), ascii.end());

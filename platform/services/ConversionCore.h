@@ -8,6 +8,7 @@
 #include "hdbplatform/MsDaDc.h"
 #include "hdbplatform/OleDb.h"
 #include "hdbplatform/ValueText.h"
+#include "UnalignedAccess.h"
 
 #include <cstdint>
 #include <cstring>
@@ -17,15 +18,8 @@ namespace hdbconvert::engine {
 using u128 = unsigned __int128;
 using i128 = __int128;
 
-// Caller buffers need not be aligned for the type they hold.
-template <class T> T Load(const void* p) {
-    T value;
-    std::memcpy(&value, p, sizeof(T));
-    return value;
-}
-template <class T> void Store(void* p, const T& value) {
-    std::memcpy(p, &value, sizeof(T));
-}
+using hdbmem::Load;
+using hdbmem::Store;
 
 struct Pow10Table {
     u128 v[MaxNumericDigits + 1];

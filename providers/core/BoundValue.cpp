@@ -5,6 +5,7 @@
 #include <cwchar>
 
 #include "Core.h"
+#include "UnalignedAccess.h"
 #include "hdbplatform/DataConversion.h"
 
 namespace hdb::core {
@@ -31,11 +32,7 @@ size_t BoundedWcslen(const void* text, size_t maxChars) {
     return n;
 }
 
-template <class T> T LoadAt(const void* p) {
-    T value;
-    std::memcpy(&value, p, sizeof value);
-    return value;
-}
+using hdbmem::Load;
 
 // The cell type each fixed-size type of a consumer's value is kept as; the
 // engine converts into it. Any other type goes as wide text.
@@ -109,7 +106,7 @@ DBSTATUS ConvertIntoCell(DBTYPE from, const void* src, DBLENGTH srcLength, backe
     if (status != DBSTATUS_S_OK)
         return from == DBTYPE_UI8 ? ConvertToWide(from, src, srcLength, set, col) : status;
     if (form->cell == DBTYPE_BOOL)
-        set.SetBool(col, LoadAt<VARIANT_BOOL>(&value) != VARIANT_FALSE);
+        set.SetBool(col, Load<VARIANT_BOOL>(&value) != VARIANT_FALSE);
     else
         set.SetFixedBytes(col, form->cell, &value, form->bytes);
     return DBSTATUS_S_OK;
@@ -118,7 +115,7 @@ DBSTATUS ConvertIntoCell(DBTYPE from, const void* src, DBLENGTH srcLength, backe
 // A VARIANT's value: its own type's cell where that is a fixed-size one
 // held in the union, wide text otherwise.
 DBSTATUS ReadVariant(const void* value, backend::RowBuffer& set, size_t col) {
-    const VARIANT v = LoadAt<VARIANT>(value); // a shallow copy, only read
+    const VARIANT v = Load<VARIANT>(value); // a shallow copy, only read
     switch (v.vt) {
     case VT_EMPTY:
     case VT_NULL:
@@ -142,7 +139,7 @@ DBSTATUS ReadVariant(const void* value, backend::RowBuffer& set, size_t col) {
 // Reads one parameter value out of the consumer's buffer into a cell.
 DBSTATUS ReadBoundValue(const DBBINDING& b, const BYTE* base, backend::RowBuffer& set, size_t col) {
     if (b.dwPart & DBPART_STATUS) {
-        DBSTATUS given = LoadAt<DBSTATUS>(base + b.obStatus);
+        DBSTATUS given = Load<DBSTATUS>(base + b.obStatus);
         if (given == DBSTATUS_S_ISNULL || given == DBSTATUS_S_DEFAULT ||
             given == DBSTATUS_S_IGNORE) {
             set.SetNull(col);
@@ -158,14 +155,14 @@ DBSTATUS ReadBoundValue(const DBBINDING& b, const BYTE* base, backend::RowBuffer
     const DBTYPE type = b.wType & ~DBTYPE_BYREF;
     const void* value = base + b.obValue;
     if (b.wType & DBTYPE_BYREF) {
-        value = LoadAt<const void*>(value);
+        value = Load<const void*>(value);
         if (value == nullptr) {
             set.SetNull(col);
             return DBSTATUS_S_OK;
         }
     }
     const bool hasLength = (b.dwPart & DBPART_LENGTH) != 0;
-    const DBLENGTH givenLength = hasLength ? LoadAt<DBLENGTH>(base + b.obLength) : 0;
+    const DBLENGTH givenLength = hasLength ? Load<DBLENGTH>(base + b.obLength) : 0;
     // Only the forms whose length or storage must be read here; every other
     // type is a fixed-size one the engine converts.
     switch (type) {
@@ -186,7 +183,7 @@ DBSTATUS ReadBoundValue(const DBBINDING& b, const BYTE* base, backend::RowBuffer
         return DBSTATUS_S_OK;
     }
     case DBTYPE_BSTR: {
-        BSTR text = LoadAt<BSTR>(value);
+        BSTR text = Load<BSTR>(value);
         if (text == nullptr)
             set.SetWide(col, L"", 0);
         else
@@ -201,7 +198,7 @@ DBSTATUS ReadBoundValue(const DBBINDING& b, const BYTE* base, backend::RowBuffer
     case DBTYPE_IUNKNOWN: {
         // A stream handed in as the value: the backend reads it in pieces
         // while the statement executes.
-        auto* unknown = LoadAt<IUnknown*>(value);
+        auto* unknown = Load<IUnknown*>(value);
         if (unknown == nullptr) {
             set.SetNull(col);
             return DBSTATUS_S_OK;

@@ -210,9 +210,18 @@ bool BridgeStatement::ReadOutputs(size_t set, backend::RowBuffer& values,
     if (!Ready(diag))
         return false;
     values.Reset(m_arrays.ParameterCount());
-    for (const backend::OutputParameter& output : m_outputs)
-        if (output.parameter < m_arrays.ParameterCount() && set < m_arrays.SetCount())
-            StoreValue(m_arrays.Output(output.parameter, set), 0, 0, values, output.parameter);
+    for (const backend::OutputParameter& output : m_outputs) {
+        if (output.parameter >= m_arrays.ParameterCount() || set >= m_arrays.SetCount())
+            continue;
+        const odbc::OdbcValue value = m_arrays.Output(output.parameter, set);
+        StoreValue(value, 0, 0, values, output.parameter);
+        // The room was the consumer's own, so the value would not have fit
+        // there either: said, never cut silently.
+        if (value.Truncated())
+            diag.push_back({L"An output parameter's value was longer than the room bound for it "
+                            L"and was cut.",
+                            L"01004", 0, backend::Failure::general});
+    }
     return true;
 }
 
